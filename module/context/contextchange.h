@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QtCore/QJsonObject>
+
+/// What counts as a change of a context, and how changes are laid over one: functions of their
+/// arguments.
+
+/// The members of `now` that differ from the same members of `old`, with their new values. Lists
+/// that clients keep beside the context proper ("matchingItems", "actionRequests", "inbox",
+/// "attachments") do not count, nor do members that `now` lacks: others follow a context through
+/// its ordinary members and must not be woken by these.
+QJsonObject changedMembers(const QJsonObject &old, const QJsonObject &now);
+
+/// `old` with the members of `changes` over it, null ones included. Does not grow with the number
+/// of times that it is applied to its own result.
+QJsonObject mergedObject(const QJsonObject &old, const QJsonObject &changes);

@@ -1,0 +1,290 @@
+#include "context/contextservice.h"
+
+#include "context/behaviourlist.h"
+#include "context/contextattachment.h"
+#include "context/contextchange.h"
+#include "context/contextevents.h"
+#include "context/contextid.h"
+#include "context/fileservice.h"
+#include "plugin/hosthandle.h"
+#include "system/clock.h"
+#include "system/jsontext.h"
+#include "system/settings.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QLoggingCategory>
+#include <QtCore/QTimer>
+
+#include <plugin/chunkpublisher.h>
+
+Q_LOGGING_CATEGORY(contextServiceLog, "ch.brenlo.kavo-service.context.contextservice")
+
+namespace {
+
+constexpr qint64 MillisecondsPerSecond = 1000;
+constexpr qint32 MillisecondsPerMinute = 60000;
+
+/// Wraps at 32 bits, as installations with enormous values have always seen it.
+qint32 collectionPeriod(qint32 minutes)
+{
+    const quint32 product = static_cast<quint32>(minutes) * quint32(MillisecondsPerMinute);
+    return qMax(static_cast<qint32>(product), MillisecondsPerMinute);
+}
+
+void logNewValue(const QString &id, const QJsonValue &value)
+{
+    if (value.isObject()) {
+        qCDebug(contextServiceLog)
+            << "Setting context" << id << "to object" << QJsonDocument(value.toObject()).toJson();
+    } else if (value.isArray()) {
+        qCDebug(contextServiceLog)
+            << "Setting context" << id << "to array" << QJsonDocument(value.toArray()).toJson();
+    } else {
+        qCDebug(contextServiceLog) << "Setting context" << id << "to unknown" << value;
+    }
+}
+
+struct Replacement
+{
+    QJsonValue stored;
+    QJsonObject changes;
+    bool differs = false;
+};
+
+Replacement replacementFor(const QJsonValue &old, const QJsonValue &value)
+{
+    if (!old.isObject())
+        return {value, value.toObject(), value != old};
+
+    QJsonObject object = value.toObject();
+    const bool differs = object != old.toObject();
+    const QJsonObject changes = differs ? changedMembers(old.toObject(), object) : QJsonObject();
+    if (!changes.isEmpty()) {
+        qCDebug(contextServiceLog) << changes.keys() << "keys changed. Delete matching items.";
+        // The items were matched to a patient or a case that is now another.
+        const QLatin1String key("matchingItems");
+        if (object.value(key) != QJsonValue(QJsonArray()))
+            object.insert(key, QJsonArray());
+    }
+    qCDebug(contextServiceLog) << "Context changed. Current keys:" << object.keys();
+    return {object, changes, differs};
+}
+
+} // namespace
+
+ContextService::ContextService(const HostHandle *host, FileService *files, Clock *clock)
+    : m_host(host)
+    , m_files(files)
+    , m_clock(clock)
+{
+    startCollector();
+}
+
+ContextService::~ContextService()
+{
+    // The plug-in object has deleted the host handle and the file store by now.
+    if (m_collectionTimer) {
+        m_collectionTimer->stop();
+        m_collectionTimer->deleteLater();
+    }
+    m_behaviours.reset();
+}
+
+QString ContextService::createContext()
+{
+    qint64 second = m_clock->now() / MillisecondsPerSecond;
+    QString id = contextIdOfSecond(second);
+    while (m_contexts.contains(id)) {
+        m_clock->sleepUntil((second + 1) * MillisecondsPerSecond);
+        second = m_clock->now() / MillisecondsPerSecond;
+        id = contextIdOfSecond(second);
+    }
+    if (m_host->publisher)
+        m_host->publisher->publish(contextCreatedChunk(id));
+    markUsed(id);
+    return id;
+}
+
+QJsonValue ContextService::context(const QString &id)
+{
+    markUsed(id);
+    return m_contexts[id];
+}
+
+QByteArray ContextService::printedContext(const QString &id) const
+{
+    if (const QByteArray *kept = m_printed.find(id))
+        return *kept;
+    const QJsonValue value = m_contexts.value(id);
+    QByteArray text = indentedJson(value.toObject());
+    if (value.isObject()) {
+        text.squeeze();
+        m_printed.keep(id, text);
+    }
+    return text;
+}
+
+QByteArray ContextService::printedContext(const QString &id, const QJsonObject &object) const
+{
+    return m_contexts.value(id).toObject() == object ? printedContext(id) : indentedJson(object);
+}
+
+QStringList ContextService::contextIds() const
+{
+    return m_contexts.keys();
+}
+
+void ContextService::setContext(const QString &id, const QJsonValue &value)
+{
+    logNewValue(id, value);
+    if (value.isNull()) {
+        removeContext(id);
+        return;
+    }
+    const QJsonValue old = m_contexts.value(id);
+    const Replacement replacement = replacementFor(old, value);
+    m_contexts.insert(id, replacement.stored);
+    markUsed(id);
+    if (replacement.differs)
+        m_printed.forget(id);
+    if (m_host->publisher && !replacement.changes.isEmpty()) {
+        qCDebug(contextServiceLog)
+            << "Notifying context" << id
+            << "changed. Update:" << QJsonDocument(replacement.changes).toJson();
+        m_host->publisher->publish(
+            contextChangedChunk(id, replacement.changes, replacement.stored));
+    }
+
+    // Whoever heard the chunk may have changed the context again, or have removed it, which is
+    // announced already and leaves nothing, or a null when the id was read afterwards.
+    const QJsonValue context = m_contexts.value(id);
+    if (context.isNull())
+        return;
+    if (context == replacement.stored ? replacement.differs : context != old)
+        Q_EMIT contextChanged(id, context);
+}
+
+QJsonValue ContextService::updateContext(const QString &id, const QJsonValue &value)
+{
+    markUsed(id);
+    const QJsonValue old = m_contexts[id];
+    if (old.isNull()) {
+        setContext(id, value);
+        return value;
+    }
+    if (!old.isObject() || !value.isObject())
+        return QJsonValue::Null;
+    const QJsonObject merged = mergedObject(old.toObject(), value.toObject());
+    setContext(id, merged);
+    return merged;
+}
+
+void ContextService::removeContext(const QString &id)
+{
+    const bool heldValue = !m_contexts.take(id).isNull();
+    m_lastUse.remove(id);
+    m_printed.forget(id);
+    if (m_host->publisher)
+        m_host->publisher->publish(contextRemovedChunk(id));
+    if (heldValue)
+        Q_EMIT contextRemoved(id);
+}
+
+void ContextService::addFile(const QString &id, const QString &name, const QByteArray &bytes,
+                             const domain::Coding &coding)
+{
+    const QString key = FileService::fileKey(id, name);
+    if (m_files->contains(key)) {
+        qCDebug(contextServiceLog) << "File already exists, overwrite content only.";
+        m_files->insert(key, bytes);
+        return;
+    }
+    const QJsonObject context = m_contexts[id].toObject();
+    QJsonObject update;
+    if (!context.contains(QLatin1String("_id")))
+        update.insert(QLatin1String("_id"), id);
+    QJsonArray attachments = context.value(QLatin1String("attachments")).toArray();
+    attachments.append(attachmentEntry(id, name, coding));
+    update.insert(QLatin1String("attachments"), attachments);
+    m_files->insert(key, bytes);
+    updateContext(id, update);
+}
+
+void ContextService::removeFile(const QString &id, const QString &name)
+{
+    markUsed(id);
+    const QJsonArray attachments =
+        m_contexts.value(id).toObject().value(QLatin1String("attachments")).toArray();
+    QJsonArray kept;
+    for (const QJsonValue &entry : attachments) {
+        if (attachmentFileName(entry) == name)
+            m_files->remove(FileService::fileKey(id, name));
+        else
+            kept.append(entry);
+    }
+    updateContext(id, QJsonObject{{QStringLiteral("attachments"), kept}});
+}
+
+QByteArray ContextService::fileContent(const QString &id, const QString &name) const
+{
+    const QString key = FileService::fileKey(id, name);
+    return m_files->contains(key) ? m_files->value(key) : QByteArray();
+}
+
+void ContextService::dispatchChunk(const QJsonValue &chunk)
+{
+    const std::shared_ptr<const BehaviourList> behaviours = m_behaviours;
+    if (behaviours)
+        behaviours->handle(chunk);
+}
+
+void ContextService::setBehaviours(std::vector<std::unique_ptr<ChunkBehaviour>> behaviours)
+{
+    m_behaviours.reset();
+    m_behaviours = std::make_shared<const BehaviourList>(std::move(behaviours));
+}
+
+void ContextService::markUsed(const QString &id)
+{
+    m_lastUse.insert(id, m_clock->now());
+}
+
+void ContextService::startCollector()
+{
+    const Settings settings(QCoreApplication::organizationName(),
+                            QCoreApplication::applicationName());
+    bool enabled = false;
+    const int minutes =
+        settings.value(QStringLiteral("ch.brenlo.kavo-service.context/ttl")).toInt(&enabled);
+    if (!enabled)
+        return;
+    const qint32 period = collectionPeriod(minutes);
+    qCInfo(contextServiceLog) << "Starting the context garbage collector, runs every " << period
+                              << "miliseconds.";
+    m_collectionTimer = new QTimer(this);
+    m_collectionTimer->setInterval(period);
+    connect(m_collectionTimer, &QTimer::timeout, this, [this, period] { collectGarbage(period); });
+    m_collectionTimer->start();
+}
+
+void ContextService::collectGarbage(qint32 period)
+{
+    qCDebug(contextServiceLog) << "Garbage collector cleaning up.";
+    const qint64 threshold = m_clock->now() - period;
+    const QStringList ids = m_contexts.keys();
+    for (const QString &id : ids) {
+        qCDebug(contextServiceLog) << "Context " << id;
+        const auto lastUse = m_lastUse.constFind(id);
+        if (lastUse != m_lastUse.constEnd() && *lastUse > threshold)
+            continue;
+        qCWarning(contextServiceLog) << "Deleting context that was not used in more than " << period
+                                     << " miliseconds: " << id
+                                     << ". Increase, decrease or disable this setting under "
+                                        "ch.brenlo.kavo-service.context/ttl.";
+        removeContext(id);
+    }
+    m_lastUse.clear(); // so a context stays only if it is used again before the next pass
+}
