@@ -1,0 +1,7 @@
+#include "exchange/exchangelog.h"
+
+namespace host {
+
+Q_LOGGING_CATEGORY(lcExchange, "kavo.host.exchange")
+
+} // namespace host

@@ -1,0 +1,560 @@
+#include "http/connection.h"
+
+#include "http/httplogging.h"
+#include "http/requestparser.h"
+#include "http/servercore.h"
+#include "http/serverrequest.h"
+
+#include <http/controllerstrategy.h>
+
+#include <exception>
+#include <utility>
+
+namespace host {
+
+namespace {
+
+// One connection reads at most this much before the others have their turn.
+constexpr std::size_t readBudget = 8ULL * 1024 * 1024;
+
+// After this many milliseconds of requests that one client sent ahead, the others have their turn.
+constexpr qint64 turn = 2;
+
+// A Content-Length alone claims no memory: the whole of it is set aside once this much has arrived.
+constexpr qint64 firstBodyBlock = 64LL * 1024;
+
+// The size line of a chunk, or the trailers, that do not end.
+constexpr std::size_t maxUnusedChunkBytes = 16ULL * 1024;
+
+const QByteArray &continueLine()
+{
+    static const QByteArray line("HTTP/1.1 100 Continue\r\n\r\n");
+    return line;
+}
+
+} // namespace
+
+/// A request whose body is arriving.
+struct Connection::Upload
+{
+    RequestHead head;
+    QByteArray body;
+    qint64 received = 0;
+    std::unique_ptr<RequestParser> parser; ///< decodes a chunked body
+};
+
+Connection::Connection(ServerCore &core, Socket socket)
+    : m_core(core)
+    , m_socket(std::move(socket))
+{
+    if (!m_core.reactor->add(m_socket.handle(), this))
+        cutOff();
+    m_core.headDeadlines.restart(*this, m_core.now());
+}
+
+Connection::~Connection() = default;
+
+void Connection::onReady(const Readiness &ready)
+{
+    if (m_state == State::Closed)
+        return;
+    if (ready.broken) {
+        close();
+        return;
+    }
+    if (ready.writable && !m_out.isEmpty())
+        flush();
+    if (ready.readable || ready.peerClosed)
+        receive(ready.peerClosed);
+}
+
+void Connection::receive(bool peerClosed)
+{
+    std::size_t total = 0;
+    while (m_state != State::Closed) {
+        if (isReadingAhead() && m_in.size() >= m_core.limits.pipelined) {
+            m_isReadingPaused = true;
+            m_core.reactor->setInterest(m_socket.handle(), false, !m_out.isEmpty());
+            if (peerClosed)
+                onPeerClosed();
+            return;
+        }
+        std::size_t asked = m_core.scratchSize();
+        const bool isRawBody = m_state == State::Body && !m_upload->parser && m_in.isEmpty();
+        const IoResult result =
+            isRawBody ? receiveBody(&asked) : m_socket.receive(m_core.scratch(), asked);
+        if (result.status == IoResult::Closed)
+            return onPeerClosed();
+        if (result.status == IoResult::WouldBlock)
+            return;
+        if (!isRawBody)
+            feed(m_core.scratch(), result.bytes);
+        total += result.bytes;
+        if (isScheduled) {
+            m_isPeerClosed = m_isPeerClosed || peerClosed;
+            return;
+        }
+        if (result.bytes < asked && !peerClosed)
+            return;
+        if (total > readBudget) {
+            m_isPeerClosed = m_isPeerClosed || peerClosed;
+            return m_core.schedule(this);
+        }
+    }
+}
+
+// Reads a body of known length straight into its place.
+IoResult Connection::receiveBody(std::size_t *asked)
+{
+    Upload &upload = *m_upload;
+    const qint64 length = upload.head.contentLength;
+    if (upload.received == upload.body.size()) {
+        const bool isBegun = upload.received >= firstBodyBlock;
+        upload.body.resize(int(isBegun ? length : qMin(length, firstBodyBlock)));
+    }
+    *asked = std::size_t(upload.body.size() - upload.received);
+    const IoResult result = m_socket.receive(upload.body.data() + upload.received, *asked);
+    if (result.status != IoResult::Ok)
+        return result;
+    upload.received += qint64(result.bytes);
+    m_core.progressDeadlines.restart(*this, m_core.now());
+    if (upload.received == length) {
+        const std::unique_ptr<Upload> done = std::move(m_upload);
+        m_isProcessing = true;
+        dispatch(std::move(done->head), std::move(done->body));
+        m_isProcessing = false;
+        *asked = 0; // what follows belongs to the next request
+    }
+    return result;
+}
+
+void Connection::feed(const char *data, std::size_t size)
+{
+    if (m_state == State::Lingering)
+        return;
+    if (isReadingAhead()) {
+        m_in.append(data, int(size));
+        return;
+    }
+    if (m_in.isEmpty()) {
+        const std::size_t used = process(data, size);
+        if (m_state != State::Closed && used < size)
+            m_in = QByteArray(data + used, int(size - used));
+        return;
+    }
+    // Taken out of the connection while it is used: a controller may close the connection.
+    QByteArray buffer = std::move(m_in);
+    m_in.clear();
+    buffer.append(data, int(size));
+    const std::size_t used = process(buffer.constData(), std::size_t(buffer.size()));
+    if (m_state != State::Closed) {
+        buffer.remove(0, int(used));
+        m_in = std::move(buffer);
+    }
+}
+
+std::size_t Connection::process(const char *data, std::size_t size)
+{
+    m_isProcessing = true;
+    std::size_t used = 0;
+    const qint64 start = m_core.now();
+    while (used < size) {
+        if (used > 0 && m_state == State::Head && m_core.now() - start >= turn) {
+            m_core.schedule(this);
+            break;
+        }
+        std::size_t taken = 0;
+        if (m_state == State::Head)
+            taken = readHead(data + used, size - used);
+        else if (m_state == State::Body)
+            taken = readBody(data + used, size - used);
+        if (taken == 0)
+            break;
+        used += taken;
+    }
+    m_isProcessing = false;
+    return m_state == State::Lingering ? size : used;
+}
+
+std::size_t Connection::readHead(const char *data, std::size_t size)
+{
+    // A client may send one empty line too many after a body.
+    if (!m_skippedLine && !m_startedHead && data[0] == '\r') {
+        if (size < 2)
+            return 0;
+        m_skippedLine = true;
+        if (data[1] == '\n')
+            return 2;
+    }
+    if (!m_startedHead) {
+        m_startedHead = true;
+        m_core.headDeadlines.restart(*this, m_core.now());
+        if (!isTokenCharacter(data[0])) {
+            refuse({400, "The request line is malformed."});
+            return size;
+        }
+    }
+    switch (m_scanner.scan(data, size, m_core.limits)) {
+    case HeadScanner::Incomplete:
+        return 0;
+    case HeadScanner::Complete:
+        break;
+    case HeadScanner::BadLineEnd:
+        refuse({400, "A line of the request head does not end in CR LF."});
+        return size;
+    case HeadScanner::FoldedField:
+        refuse({400, "A folded header field is not accepted."});
+        return size;
+    case HeadScanner::RequestLineTooLong:
+        refuse({414, "The request line is too long."});
+        return size;
+    case HeadScanner::HeaderSectionTooLong:
+        refuse({431, "The header section is too large."});
+        return size;
+    }
+    const std::size_t headSize = m_scanner.headSize();
+    m_scanner = {};
+    m_startedHead = false;
+    m_skippedLine = false;
+    beginRequest(QByteArray(data, int(headSize)));
+    return headSize;
+}
+
+void Connection::beginRequest(const QByteArray &headBytes)
+{
+    auto parser = std::make_unique<RequestParser>(m_core.limits.body);
+    RequestHead head;
+    if (const Refusal refusal = parser->parseHead(headBytes, &head))
+        return refuse(refusal);
+    if (const Refusal refusal = m_core.policy.check(head))
+        return refuse(refusal, &head);
+    if (head.contentLength > m_core.limits.body)
+        return refuse({413, "The request body is too large."}, &head);
+    if (head.hasBody())
+        beginBody(std::move(head), std::move(parser));
+    else
+        dispatch(std::move(head), {});
+}
+
+void Connection::beginBody(RequestHead head, std::unique_ptr<RequestParser> parser)
+{
+    m_upload = std::make_unique<Upload>();
+    m_upload->head = std::move(head);
+    if (m_upload->head.chunked)
+        m_upload->parser = std::move(parser);
+    m_state = State::Body;
+    m_core.progressDeadlines.restart(*this, m_core.now());
+    if (m_upload->head.expectContinue)
+        send({continueLine()});
+}
+
+std::size_t Connection::readBody(const char *data, std::size_t size)
+{
+    Upload &upload = *m_upload;
+    bool complete = false;
+    std::size_t used = 0;
+    if (upload.parser) {
+        const Refusal refusal =
+            upload.parser->parseChunked(data, size, &upload.body, &used, &complete);
+        if (refusal) {
+            refuse(refusal);
+            return size;
+        }
+        if (!complete && size - used > maxUnusedChunkBytes) {
+            refuse({400, "The chunked body is malformed."});
+            return size;
+        }
+    } else {
+        used = std::size_t(qMin(qint64(size), upload.head.contentLength - upload.received));
+        upload.body.append(data, int(used));
+        upload.received += qint64(used);
+        complete = upload.received == upload.head.contentLength;
+    }
+    if (used > 0)
+        m_core.progressDeadlines.restart(*this, m_core.now());
+    if (complete) {
+        const std::unique_ptr<Upload> done = std::move(m_upload);
+        dispatch(std::move(done->head), std::move(done->body));
+    }
+    return used;
+}
+
+void Connection::dispatch(RequestHead head, QByteArray body)
+{
+    stopTiming();
+    m_state = State::Handling;
+    m_isAnswered = false;
+    m_keepAlive = head.keepAlive && !m_core.stopping;
+    m_http10 = head.http10;
+    m_isHead = head.method == RequestHead::Method::Head;
+    m_extraLines = m_core.policy.corsHeaders(head);
+    m_response = std::make_shared<ServerResponse>(this);
+    ++m_core.waitingExchanges;
+    m_isInsideHandle = true;
+    if (AccessPolicy::isPreflight(head)) {
+        m_extraLines += AccessPolicy::preflightHeaders(head);
+        m_response->writeHead(204);
+        m_response->end({});
+    } else if (head.text(head.target) == "*") {
+        m_extraLines += "Allow: GET, HEAD, POST, PUT, DELETE, OPTIONS\r\n";
+        m_response->writeHead(204);
+        m_response->end({});
+    } else {
+        runController(std::make_shared<ServerRequest>(std::move(head), std::move(body)));
+    }
+    m_isInsideHandle = false;
+    if (m_isAnswered)
+        finishExchange(true);
+}
+
+void Connection::runController(const std::shared_ptr<http::server::Request> &request)
+{
+    // Held here as well: the controller's end may come from inside its own call.
+    const std::shared_ptr<ServerResponse> response = m_response;
+    try {
+        http::Controller *controller = nullptr;
+        for (http::ControllerStrategy *strategy : m_core.strategies) {
+            controller = strategy->createController(request);
+            if (controller)
+                break;
+        }
+        if (!controller) {
+            response->setHeader(QStringLiteral("Content-Type"), QStringLiteral("text/plain"));
+            response->writeHead(404);
+            response->end(QByteArrayLiteral("Nothing is served at this address.\n"));
+            return;
+        }
+        m_controller = ControllerSlot(controller);
+        ++m_core.controllers;
+        controller->setRequest(request);
+        controller->setResponse(response);
+        controller->handle();
+    } catch (const std::exception &exception) {
+        qCWarning(httpLog) << "A controller failed:" << exception.what();
+        response->fail();
+    } catch (...) {
+        qCWarning(httpLog) << "A controller failed with an exception of an unknown kind.";
+        response->fail();
+    }
+}
+
+void Connection::sendAnswer(const ServerResponse &response, const QByteArray &body)
+{
+    ResponseFraming framing;
+    framing.body =
+        statusHasBody(response.status()) ? ResponseFraming::Length : ResponseFraming::None;
+    framing.length = body.size();
+    framing.keepAlive = m_keepAlive;
+    framing.http10 = m_http10;
+    const QByteArray head =
+        responseHead(response.status(), response.fields(), m_extraLines, framing);
+    const bool sendsBody = framing.body == ResponseFraming::Length && !m_isHead;
+    send({head, sendsBody ? body : QByteArray()});
+    m_isAnswered = true;
+    if (!m_isInsideHandle)
+        finishExchange(false);
+}
+
+void Connection::startStream(const ServerResponse &response)
+{
+    ResponseFraming framing;
+    framing.body = m_http10 ? ResponseFraming::ToEnd : ResponseFraming::Chunked;
+    m_keepAlive = m_keepAlive && !m_http10;
+    framing.keepAlive = m_keepAlive;
+    framing.http10 = m_http10;
+    send({responseHead(response.status(), response.fields(), m_extraLines, framing)});
+    if (!m_isHead)
+        return;
+    m_isAnswered = true;
+    if (!m_isInsideHandle)
+        finishExchange(false);
+}
+
+void Connection::sendStream(const QByteArray &bytes)
+{
+    if (m_isAnswered)
+        return;
+    if (m_http10) {
+        send({bytes});
+    } else {
+        send({QByteArray::number(bytes.size(), 16) + "\r\n", bytes, QByteArrayLiteral("\r\n")});
+    }
+}
+
+// May be called from inside a controller: the end itself comes from the event loop.
+void Connection::cutOff()
+{
+    m_isCutOff = true;
+    m_core.schedule(this);
+}
+
+void Connection::send(std::initializer_list<QByteArray> pieces)
+{
+    if (m_isCutOff)
+        return;
+    const IoResult::Status status = sendOrQueue(m_socket, m_out, pieces);
+    if (status == IoResult::Closed)
+        cutOff();
+    else if (status == IoResult::WouldBlock)
+        m_core.reactor->setInterest(m_socket.handle(), !m_isReadingPaused, true);
+}
+
+void Connection::flush()
+{
+    const qint64 before = m_out.bytes();
+    const IoResult::Status status = m_out.flush(m_socket);
+    if (status == IoResult::Closed)
+        return close();
+    if (status == IoResult::WouldBlock) {
+        if (m_state == State::Flushing && m_out.bytes() < before)
+            m_core.progressDeadlines.restart(*this, m_core.now());
+        return;
+    }
+    m_core.reactor->setInterest(m_socket.handle(), !m_isReadingPaused, false);
+    if (m_state == State::Flushing)
+        afterAnswer();
+}
+
+void Connection::finishExchange(bool controllerIsIdle)
+{
+    dropExchange(controllerIsIdle);
+    m_extraLines.clear();
+    if (m_out.isEmpty())
+        return afterAnswer();
+    m_state = State::Flushing;
+    m_core.progressDeadlines.restart(*this, m_core.now());
+}
+
+void Connection::dropExchange(bool controllerIsIdle)
+{
+    if (!m_response)
+        return;
+    m_response->detach();
+    m_response.reset();
+    --m_core.waitingExchanges;
+    if (m_controller.get()) {
+        --m_core.controllers;
+        m_core.retire(std::move(m_controller), controllerIsIdle);
+    }
+}
+
+void Connection::afterAnswer()
+{
+    if (!m_keepAlive)
+        return linger();
+    m_state = State::Head;
+    m_core.idleDeadlines.restart(*this, m_core.now());
+    if (!m_isProcessing && (!m_in.isEmpty() || m_isReadingPaused || m_isPeerClosed))
+        m_core.schedule(this);
+}
+
+void Connection::resume()
+{
+    if (m_state == State::Closed)
+        return;
+    if (m_isCutOff)
+        return close();
+    if (m_isReadingPaused && !isReadingAhead()) {
+        m_isReadingPaused = false;
+        m_core.reactor->setInterest(m_socket.handle(), true, !m_out.isEmpty());
+    }
+    if (!m_in.isEmpty() && !isReadingAhead())
+        feed(nullptr, 0);
+    if (!isScheduled)
+        receive(m_isPeerClosed);
+}
+
+void Connection::onPeerClosed()
+{
+    m_isPeerClosed = true;
+    // What was answered is still delivered, and what was asked before the end is still answered;
+    // what is still being handled has lost its client.
+    if (isScheduled)
+        return; // `resume` serves what was read, and meets the end again
+    if (m_state != State::Flushing)
+        return close();
+    m_isReadingPaused = true;
+    m_core.reactor->setInterest(m_socket.handle(), false, true);
+}
+
+void Connection::refuse(const Refusal &refusal, const RequestHead *head)
+{
+    stopTiming();
+    m_upload.reset();
+    m_keepAlive = false;
+    QByteArray extraLines = head ? m_core.policy.corsHeaders(*head) : QByteArray();
+    if (refusal.status == 401)
+        extraLines += "WWW-Authenticate: Bearer\r\n";
+    const QByteArray body = refusal.reason + '\n';
+    ResponseFraming framing;
+    framing.length = body.size();
+    framing.keepAlive = false;
+    const bool isHead = head && head->method == RequestHead::Method::Head;
+    send({responseHead(refusal.status,
+                       {{QStringLiteral("Content-Type"), QStringLiteral("text/plain")}}, extraLines,
+                       framing),
+          isHead ? QByteArray() : body});
+    if (m_out.isEmpty())
+        return linger();
+    m_state = State::Flushing;
+    m_core.progressDeadlines.restart(*this, m_core.now());
+}
+
+// Closing at once while the client still sends would make its system throw the answer away.
+void Connection::linger()
+{
+    m_in.clear();
+    m_state = State::Lingering;
+    if (m_isPeerClosed)
+        return close();
+    m_socket.shutDownWriting();
+    m_core.lingerDeadlines.restart(*this, m_core.now());
+    if (m_isReadingPaused)
+        m_core.schedule(this);
+}
+
+void Connection::onDeadline()
+{
+    const bool isArriving = m_state == State::Body || (m_state == State::Head && m_startedHead);
+    if (isArriving)
+        refuse({408, "The request took too long to arrive."});
+    else
+        close();
+}
+
+void Connection::shutDown()
+{
+    if (m_state == State::Handling && !m_isAnswered) {
+        m_keepAlive = false;
+        if (m_response->isStream()) {
+            if (!m_http10)
+                send({QByteArrayLiteral("0\r\n\r\n")});
+        } else {
+            ResponseFraming framing;
+            framing.keepAlive = false;
+            send({responseHead(503, {}, m_extraLines + "Retry-After: 1\r\n", framing)});
+        }
+        finishExchange(false);
+    } else if (m_state == State::Head || m_state == State::Body) {
+        close();
+    } else {
+        m_keepAlive = false;
+    }
+}
+
+void Connection::close()
+{
+    if (m_state == State::Closed)
+        return;
+    m_state = State::Closed;
+    stopTiming();
+    dropExchange(false);
+    m_upload.reset();
+    m_in.clear();
+    m_out.clear();
+    m_core.reactor->remove(m_socket.handle());
+    m_socket.close();
+    m_core.bury(this);
+}
+
+} // namespace host
