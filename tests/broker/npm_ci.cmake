@@ -1,0 +1,12 @@
+# Copies the clients from FROM to TO and installs what their lock file pins, unless it is there.
+file(GLOB files ${FROM}/*.js ${FROM}/*.json)
+file(COPY ${files} DESTINATION ${TO})
+set(stamp ${TO}/node_modules/.package-lock.json)
+if(EXISTS ${stamp} AND NOT ${TO}/package-lock.json IS_NEWER_THAN ${stamp})
+  return()
+endif()
+execute_process(COMMAND npm ci --no-audit --no-fund WORKING_DIRECTORY ${TO} RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "npm ci failed: ${result}")
+endif()
+file(TOUCH ${stamp})

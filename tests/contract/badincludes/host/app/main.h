@@ -1,0 +1,2 @@
+#include "system/settings.h"
+#include <boost/asio.hpp>

@@ -1,0 +1,5 @@
+#include "app/main.h"
+
+#include <boost/asio.hpp>
+
+#include <QtNetwork/QTcpSocket>

@@ -1,0 +1,2 @@
+#include "chunk/listener.h"
+#include <http/missing.h>

@@ -1,0 +1,2 @@
+#include "http/routes.h"
+#include <QtCore/QString>

@@ -1,0 +1,2 @@
+#include "plugin/plugin.h"
+#include <memory>

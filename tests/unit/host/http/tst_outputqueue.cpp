@@ -1,0 +1,91 @@
+#include "http/outputqueue.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/read.hpp>
+
+#include <QtTest/QtTest>
+
+using namespace host;
+using boost::asio::ip::tcp;
+
+/// The queue against a real socket whose peer reads only when it is told to.
+class TestOutputQueue : public QObject
+{
+    Q_OBJECT
+
+    boost::asio::io_context m_context;
+    std::unique_ptr<tcp::socket> m_peer;
+    Socket m_socket;
+
+    QByteArray readFromPeer(int size)
+    {
+        QByteArray bytes(size, '\0');
+        boost::asio::read(*m_peer, boost::asio::buffer(bytes.data(), std::size_t(size)));
+        return bytes;
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        QString error;
+        Socket listening = Socket::listen(QStringLiteral("127.0.0.1"), 0, &error);
+        QVERIFY2(listening.isOpen(), qPrintable(error));
+        m_peer = std::make_unique<tcp::socket>(m_context);
+        m_peer->connect({boost::asio::ip::address_v4::loopback(), listening.localPort()});
+        QTRY_VERIFY(m_socket.isOpen() || listening.accept(&m_socket) == Socket::Accepted::Yes);
+    }
+
+    void cleanup()
+    {
+        m_socket.close();
+        m_peer.reset();
+    }
+
+    void aSocketWithRoomTakesAllAtOnce()
+    {
+        OutputQueue queue;
+        QCOMPARE(sendOrQueue(m_socket, queue, {"head ", QByteArray(), "body"}), IoResult::Ok);
+        QVERIFY(queue.isEmpty());
+        QCOMPARE(queue.bytes(), qint64(0));
+        QCOMPARE(readFromPeer(9), QByteArray("head body"));
+    }
+
+    void whatDoesNotFitWaitsInOrder()
+    {
+        OutputQueue queue;
+        QByteArray expected;
+        QByteArray big(32 * 1024 * 1024, 'x');
+        for (int i = 0; i < big.size(); i += 4096)
+            big[i] = char('a' + (i / 4096) % 26);
+        QCOMPARE(sendOrQueue(m_socket, queue, {"first", big}), IoResult::WouldBlock);
+        expected += "first" + big;
+        for (int i = 0; i < 20; ++i) {
+            const QByteArray piece = "piece" + QByteArray::number(i);
+            QCOMPARE(sendOrQueue(m_socket, queue, {piece, ";"}), IoResult::WouldBlock);
+            expected += piece + ';';
+        }
+        QVERIFY(queue.bytes() > 0);
+        QByteArray received;
+        while (received.size() < expected.size()) {
+            const bool isDone = queue.flush(m_socket) == IoResult::Ok;
+            const int left = expected.size() - received.size();
+            received += readFromPeer(isDone ? left : qMin(left, 4096));
+        }
+        QVERIFY(received == expected);
+        QVERIFY(queue.isEmpty());
+        QCOMPARE(queue.bytes(), qint64(0));
+    }
+
+    void aClosedPeerIsTold()
+    {
+        OutputQueue queue;
+        m_peer->set_option(boost::asio::socket_base::linger(true, 0));
+        m_peer->close();
+        IoResult::Status status = IoResult::Ok;
+        QTRY_VERIFY((status = sendOrQueue(m_socket, queue, {"x"})) == IoResult::Closed);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestOutputQueue)
+#include "tst_outputqueue.moc"
