@@ -33,10 +33,17 @@ public:
         m_core.reactor->add(m_socket.handle(), this);
         m_retry.setSingleShot(true);
         m_retry.setInterval(acceptRetry);
-        QObject::connect(&m_retry, &QTimer::timeout, &m_retry, [this] { onReady({}); });
+        QObject::connect(&m_retry, &QTimer::timeout, &m_retry, [this] {
+            m_core.reactor->add(m_socket.handle(), this);
+            onReady({});
+        });
     }
 
-    ~Listener() { m_core.reactor->remove(m_socket.handle()); }
+    ~Listener()
+    {
+        if (!m_retry.isActive())
+            m_core.reactor->remove(m_socket.handle());
+    }
     Listener(const Listener &) = delete;
     Listener &operator=(const Listener &) = delete;
 
@@ -50,12 +57,11 @@ public:
             case Socket::Accepted::Yes:
                 take(std::move(accepted));
                 break;
-            case Socket::Accepted::TurnedAway:
-                warnOnce();
-                break;
             case Socket::Accepted::NoneWaits:
                 return;
             case Socket::Accepted::Failed:
+                // The socket stays ready all the while; nobody is told so meanwhile.
+                m_core.reactor->remove(m_socket.handle());
                 m_retry.start();
                 return;
             }
@@ -85,7 +91,7 @@ private:
     ServerCore &m_core;
     Socket m_socket;
     QString m_address;
-    QTimer m_retry; ///< when the system had no memory for a connection
+    QTimer m_retry; ///< when the system had neither descriptor nor memory for a connection
     bool m_hasWarned = false;
 };
 
@@ -110,9 +116,14 @@ QString Endpoint::toString() const
         .arg(address, QString::number(port));
 }
 
-HttpServer::HttpServer(const ServerLimits &limits, AccessPolicy policy)
+HttpServer::HttpServer(ServerLimits limits, AccessPolicy policy)
 {
-    raiseDescriptorLimit();
+    const int possible = raiseDescriptorLimit();
+    if (possible < limits.connections) {
+        qCInfo(httpLog) << "The system's limit of open files leaves room for" << possible
+                        << "connections instead of" << limits.connections;
+        limits.connections = possible;
+    }
     d = std::make_unique<Private>(limits, std::move(policy));
 }
 

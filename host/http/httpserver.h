@@ -39,7 +39,8 @@ struct ServerCounts
 class HttpServer
 {
 public:
-    HttpServer(const ServerLimits &limits, AccessPolicy policy);
+    /// With fewer connections than `limits` asks for where the system's limit of open files is lower.
+    HttpServer(ServerLimits limits, AccessPolicy policy);
     ~HttpServer();
     HttpServer(const HttpServer &) = delete;
     HttpServer &operator=(const HttpServer &) = delete;

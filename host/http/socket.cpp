@@ -1,6 +1,8 @@
 #include "http/socket.h"
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #ifdef Q_OS_WIN
@@ -26,6 +28,11 @@ constexpr int maxBuffers = 8;
 
 // A burst of ten thousand polls opens faster than a small backlog drains.
 constexpr int backlog = 4096;
+
+#ifndef Q_OS_WIN
+// For what is no client: the listening sockets, the module's files, the way to the broker.
+constexpr rlim_t keptDescriptors = 64;
+#endif
 
 #ifdef Q_OS_WIN
 
@@ -73,27 +80,6 @@ void prepareSocket(SocketHandle handle)
 {
     fcntl(handle, F_SETFL, fcntl(handle, F_GETFL) | O_NONBLOCK);
     fcntl(handle, F_SETFD, FD_CLOEXEC);
-}
-
-// One descriptor in reserve: when the process runs out, giving it up lets a waiting connection be
-// taken and closed, instead of leaving the listening socket ready for ever.
-int &reserveDescriptor()
-{
-    static int descriptor = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    return descriptor;
-}
-
-bool turnAwayOne(SocketHandle listening)
-{
-    int &reserve = reserveDescriptor();
-    if (reserve < 0)
-        return false;
-    ::close(reserve);
-    const int accepted = ::accept(listening, nullptr, nullptr);
-    if (accepted >= 0)
-        ::close(accepted);
-    reserve = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    return accepted >= 0;
 }
 
 #endif
@@ -264,9 +250,6 @@ Socket::Accepted Socket::accept(Socket *connection)
         if (wouldBlock())
             return Accepted::NoneWaits;
 #ifndef Q_OS_WIN
-        // The system says so before it looks whether somebody waits.
-        if (errno == EMFILE || errno == ENFILE)
-            return turnAwayOne(m_handle) ? Accepted::TurnedAway : Accepted::NoneWaits;
         if (errno == EINTR || errno == ECONNABORTED || errno == EPROTO)
             return accept(connection);
 #endif
@@ -289,15 +272,22 @@ quint16 Socket::localPort() const
     return ntohs(address.any.sa_family == AF_INET6 ? address.v6.sin6_port : address.v4.sin_port);
 }
 
-void raiseDescriptorLimit()
+int raiseDescriptorLimit()
 {
-#ifndef Q_OS_WIN
+#ifdef Q_OS_WIN
+    return std::numeric_limits<int>::max();
+#else
     rlimit limit = {};
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
-        limit.rlim_cur = limit.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &limit);
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return std::numeric_limits<int>::max();
+    if (limit.rlim_cur < limit.rlim_max) {
+        rlimit raised = limit;
+        raised.rlim_cur = limit.rlim_max;
+        if (setrlimit(RLIMIT_NOFILE, &raised) == 0)
+            limit = raised;
     }
-    reserveDescriptor();
+    const rlim_t kept = std::min<rlim_t>(keptDescriptors, limit.rlim_cur / 2);
+    return int(std::min<rlim_t>(limit.rlim_cur - kept, std::numeric_limits<int>::max()));
 #endif
 }
 

@@ -66,8 +66,7 @@ public:
     enum class Accepted {
         Yes,
         NoneWaits,
-        TurnedAway, ///< one was taken and closed, since the process is out of descriptors
-        Failed      ///< out of descriptors or memory; connections may wait
+        Failed ///< the system is out of descriptors or memory; connections may wait
     };
     Accepted accept(Socket *connection);
 
@@ -77,7 +76,9 @@ private:
     SocketHandle m_handle = invalidSocket;
 };
 
-/// Lets the process open as many sockets as the system allows it.
-void raiseDescriptorLimit();
+/// Lets the process open as many descriptors as the system allows it, and returns how many of them
+/// clients may have: taking and closing one connection too many needs a descriptor, and so do the
+/// module's files.
+int raiseDescriptorLimit();
 
 } // namespace host
