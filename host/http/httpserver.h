@@ -39,7 +39,8 @@ struct ServerCounts
 class HttpServer
 {
 public:
-    /// With fewer connections than `limits` asks for where the system's limit of open files is lower.
+    /// With fewer connections than `limits` asks for where the system's limit of open files is
+    /// lower.
     HttpServer(ServerLimits limits, AccessPolicy policy);
     ~HttpServer();
     HttpServer(const HttpServer &) = delete;

@@ -1,5 +1,6 @@
 #include "http/requestparser.h"
 
+#include "http/bodyframing.h"
 #include "http/uricharacters.h"
 
 #include <boost/beast/http/error.hpp>
@@ -57,24 +58,6 @@ bool namesAnotherVersion(const QByteArray &head)
            isDigit(version.at(5)) && version.at(6) == '.' && isDigit(version.at(7));
 }
 
-// What to say of the transfer codings, in lower case and joined with ",", other than "chunked". An
-// unknown coding before a final chunked one could be removed by somebody who knows it; everything
-// else leaves in doubt where the body ends.
-Refusal transferCodingRefusal(const QByteArray &codings)
-{
-    int chunked = 0;
-    int unknown = 0;
-    QByteArray last;
-    for (const QByteArray &element : codings.split(',')) {
-        last = element.trimmed();
-        chunked += last == "chunked" ? 1 : 0;
-        unknown += last != "chunked" && !last.isEmpty() ? 1 : 0;
-    }
-    if (chunked == 1 && unknown > 0 && last == "chunked")
-        return {501, "Only the transfer coding chunked is supported."};
-    return {400, "The Transfer-Encoding is malformed or in doubt."};
-}
-
 } // namespace
 
 RequestParser::RequestParser(qint64 bodyLimit)
@@ -101,6 +84,8 @@ Refusal RequestParser::parseHead(const QByteArray &bytes, RequestHead *head)
         return m_refusal;
     if (ec == beast::http::error::bad_version && namesAnotherVersion(bytes))
         return {505, "Only HTTP/1.0 and HTTP/1.1 are spoken here."};
+    if (ec == beast::http::error::bad_content_length && hasLengthBeyond64Bits(bytes))
+        return refusalFor(beast::http::error::body_limit);
     if (ec)
         return refusalFor(ec);
     head->keepAlive = Base::keep_alive() && !m_close;
@@ -124,6 +109,9 @@ Refusal RequestParser::parseChunked(const char *data, std::size_t size, QByteArr
             return m_refusal;
         if (ec == beast::http::error::need_more)
             break;
+        if (ec == beast::http::error::bad_chunk &&
+            isChunkSizeBeyond64Bits({data + *used, size - *used}, body->isEmpty()))
+            return refusalFor(beast::http::error::body_limit);
         if (ec)
             return refusalFor(ec);
     }

@@ -33,14 +33,19 @@ install_packages() {
     "${apt[@]}" install -y --no-install-recommends "${missing[@]}" </dev/null >&2
 }
 
+# CMake takes the launcher from here when it configures a folder for the first time.
+use_compiler_cache() {
+    command -v ccache >/dev/null || return 0
+    export CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    # Without these it would not keep what is compiled with precompiled headers.
+    export CCACHE_SLOPPINESS=pch_defines,time_macros
+}
+
 # build_preset PRESET [cmake --build arguments…]: configures when needed, then builds.
 build_preset() {
     local preset=$1 directory=build/$1
     shift
-    # CMake takes the launcher from here when it configures a directory for the first time.
-    if command -v ccache >/dev/null; then
-        export CMAKE_CXX_COMPILER_LAUNCHER=ccache
-    fi
+    use_compiler_cache
     # Ninja itself notices changed CMakeLists.txt files, but not changed presets.
     if [[ ! -e $directory/build.ninja || CMakePresets.json -nt $directory/build.ninja ]]; then
         say "configuring $directory"

@@ -2,9 +2,7 @@
 
 build_windows() {
     ensure_windows_qt
-    if command -v ccache >/dev/null; then
-        export CMAKE_CXX_COMPILER_LAUNCHER=ccache
-    fi
+    use_compiler_cache
     # Another Qt or another description of the compiler wants a fresh configuration.
     local made_for
     made_for="$windows_qt $(cat cmake/toolchain-mingw.cmake scripts/lib/windows/build.sh | sha256sum)"
