@@ -121,13 +121,22 @@ BrokerProcess::~BrokerProcess()
     m_mapper.waitForFinished();
 }
 
-void BrokerProcess::writeSettings() const
+void BrokerProcess::present(const TestCertificate &certificate)
+{
+    if (m_encryptedPort == 0)
+        m_encryptedPort = freePort();
+    writeSettings("listeners.ssl.1 = 127.0.0.1:" + QByteArray::number(m_encryptedPort) +
+                  "\nssl_options.certfile = " + certificate.certificate.toUtf8() +
+                  "\nssl_options.keyfile = " + certificate.key.toUtf8() + '\n');
+}
+
+void BrokerProcess::writeSettings(const QByteArray &more) const
 {
     write(path("plugins"), "[].\n");
     write(path("definitions.json"), definitions());
     write(path("rabbitmq.conf"), "listeners.tcp.1 = 127.0.0.1:" + QByteArray::number(m_port) +
                                      "\nloopback_users = none\nload_definitions = " +
-                                     path("definitions.json").toUtf8() + '\n');
+                                     path("definitions.json").toUtf8() + '\n' + more);
 }
 
 bool BrokerProcess::startPortMapper()
@@ -153,9 +162,13 @@ bool BrokerProcess::start()
     m_process.waitForStarted();
     // Waits on the process, which leaves the processor to the broker.
     const QDeadlineTimer deadline(startPatience);
-    while (!takesConnections(m_port) && !deadline.hasExpired() && !m_process.waitForFinished(50)) {
+    const auto isListening = [this] {
+        return takesConnections(m_port) &&
+               (m_encryptedPort == 0 || takesConnections(m_encryptedPort));
+    };
+    while (!isListening() && !deadline.hasExpired() && !m_process.waitForFinished(50)) {
     }
-    const bool isUp = takesConnections(m_port) && m_process.state() == QProcess::Running;
+    const bool isUp = isListening() && m_process.state() == QProcess::Running;
     if (!isUp)
         qWarning().noquote() << "No broker:" << log();
     return isUp;

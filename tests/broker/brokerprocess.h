@@ -1,5 +1,7 @@
 #pragma once
 
+#include "broker/testauthority.h"
+
 #include <QtCore/QProcess>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -19,6 +21,9 @@ public:
     BrokerProcess(const BrokerProcess &) = delete;
     BrokerProcess &operator=(const BrokerProcess &) = delete;
 
+    /// Has it listen with TLS too, with that certificate, from the next start on.
+    void present(const TestCertificate &certificate);
+
     /// Starts it and waits until it takes connections.
     bool start();
 
@@ -27,6 +32,7 @@ public:
     void resume();
 
     quint16 port() const { return m_port; }
+    quint16 encryptedPort() const { return m_encryptedPort; }
     QString url(const QString &user = QStringLiteral("guest")) const;
 
     /// Runs rabbitmqctl; false when it failed.
@@ -36,7 +42,7 @@ public:
 
 private:
     QProcessEnvironment environment() const;
-    void writeSettings() const;
+    void writeSettings(const QByteArray &more = {}) const;
     bool startPortMapper();
     qint64 pid() const;
     void signal(int number) const;
@@ -44,6 +50,7 @@ private:
 
     QTemporaryDir m_directory;
     quint16 m_port;
+    quint16 m_encryptedPort = 0;
     quint16 m_distributionPort;
     quint16 m_mapperPort;
     QProcess m_mapper;
