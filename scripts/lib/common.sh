@@ -4,6 +4,7 @@
 source scripts/lib/packages.sh
 
 jobs=$(nproc)
+test_jobs=$((2 * jobs)) # tests wait more than they compute
 
 say() { printf '== %s\n' "$*" >&2; }
 
