@@ -1,5 +1,6 @@
 #include "http/connection.h"
 
+#include "common/largepages.h"
 #include "http/httplogging.h"
 #include "http/requestparser.h"
 #include "http/servercore.h"
@@ -111,6 +112,7 @@ IoResult Connection::receiveBody(std::size_t *asked)
     if (upload.received == upload.body.size()) {
         const bool isBegun = upload.received >= firstBodyBlock;
         upload.body.resize(int(isBegun ? length : qMin(length, firstBodyBlock)));
+        common::preferLargePages(&upload.body);
     }
     *asked = std::size_t(upload.body.size() - upload.received);
     const IoResult result = m_socket.receive(upload.body.data() + upload.received, *asked);

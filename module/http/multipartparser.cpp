@@ -1,5 +1,6 @@
 #include "http/multipartparser.h"
 
+#include "common/largepages.h"
 #include "http/multipartdelimiter.h"
 #include "http/multipartname.h"
 
@@ -47,7 +48,8 @@ QByteArray contentOf(const QByteArray &body, qsizetype begin,
     qsizetype size = delimiter.collectedEnd - begin;
     if (delimiter.found)
         size -= delimiterLength + (body.size() - delimiter.end == 2 ? 1 : 2);
-    return size > 0 ? body.mid(static_cast<int>(begin), static_cast<int>(size)) : QByteArray();
+    return size > 0 ? common::copyOfPart(body, static_cast<int>(begin), static_cast<int>(size))
+                    : QByteArray();
 }
 
 } // namespace
