@@ -120,6 +120,8 @@ bool HttpClient::send(const QByteArray &bytes)
 
 HttpClient::Fill HttpClient::fill()
 {
+    if (m_hasEnded)
+        return Fill::End; // which the system would not tell a second time
     QByteArray block(receiveBytes, Qt::Uninitialized);
     std::optional<error_code> result;
     std::size_t size = 0;
@@ -129,7 +131,8 @@ HttpClient::Fill HttpClient::fill()
                                              size = bytes;
                                          });
     waitFor(m_connection->socket, [&] { return result.has_value(); });
-    if (result == error_code(asio::error::eof))
+    m_hasEnded = result == error_code(asio::error::eof);
+    if (m_hasEnded)
         return Fill::End;
     if (!result || *result)
         return Fill::Broken;

@@ -92,6 +92,7 @@ private:
     std::unique_ptr<Connection> m_connection;
     QByteArray m_buffer;
     int m_used = 0;
+    bool m_hasEnded = false; ///< the server has ended its side
 };
 
 } // namespace support

@@ -228,6 +228,17 @@ private Q_SLOTS:
         field("hexadecimal length", "Content-Length: 0x5\r\n", 400);
         field("empty length", "Content-Length:\r\n", 400);
         field("length with a blank", "Content-Length: 5 5\r\n", 400);
+        const QByteArray beyond = "Content-Length: 184467440737095516150\r\n";
+        field("length of the most that 64 bits hold", "Content-Length: 18446744073709551615\r\n",
+              413);
+        field("length beyond 64 bits", beyond, 413);
+        field("length of many zeros", "Content-Length: " + QByteArray(100, '0') + "5\r\n", 0);
+        field("length beyond 64 bits twice", beyond + beyond, 400);
+        field("length beyond 64 bits, then chunked", beyond + "Transfer-Encoding: chunked\r\n",
+              400);
+        field("chunked, then length beyond 64 bits", "Transfer-Encoding: chunked\r\n" + beyond,
+              400);
+        field("negative length beyond 64 bits", "Content-Length: -184467440737095516150\r\n", 400);
         field("chunked", "Transfer-Encoding: chunked\r\n", 0);
         field("Chunked", "Transfer-Encoding: CHUNKED\r\n", 0);
         field("chunked and a length", "Transfer-Encoding: chunked\r\nContent-Length: 5\r\n", 400);
@@ -319,7 +330,17 @@ private Q_SLOTS:
         QTest::newRow("size with a prefix") << QByteArray("0x5\r\nhello\r\n0\r\n\r\n") << 400;
         QTest::newRow("negative size") << QByteArray("-5\r\nhello\r\n") << 400;
         QTest::newRow("blank behind the size") << QByteArray("5 \r\nhello\r\n") << 400;
-        QTest::newRow("size beyond 64 bit") << QByteArray("10000000000000005\r\nhello\r\n") << 400;
+        QTest::newRow("size beyond 64 bits") << QByteArray("10000000000000005\r\nhello\r\n") << 413;
+        QTest::newRow("size beyond 64 bits with an extension")
+            << QByteArray("00FFFFFFFFFFFFFFFFF;a\r\nhello\r\n") << 413;
+        QTest::newRow("second size beyond 64 bits")
+            << QByteArray("1\r\nx\r\n10000000000000005\r\nhello\r\n") << 413;
+        QTest::newRow("size beyond 64 bits that is none")
+            << QByteArray("10000000000000005x\r\nhello\r\n") << 400;
+        QTest::newRow("data longer than its size that look like a size beyond 64 bits")
+            << QByteArray("1\r\nx10000000000000005\r\nhello\r\n") << 400;
+        QTest::newRow("a line end before the first size, which is beyond 64 bits")
+            << QByteArray("\r\n10000000000000005\r\nhello\r\n") << 400;
         QTest::newRow("size beyond the limit") << QByteArray("65\r\nhello\r\n") << 413;
         QTest::newRow("sum beyond the limit")
             << QByteArray("3\r\nabc\r\n62\r\n" + QByteArray(98, 'x') + "\r\n") << 413;
