@@ -1,6 +1,7 @@
 # Which folder may include which. In the module arrows point one way, from what knows nothing of the
-# others to the plug-in object; the module and the host see each other through sdk/ only.
-# cmake -D SOURCE=<folder with module/, host/ and sdk/> -P check_includes.cmake
+# others to the plug-in object; the module and the host see each other through sdk/ only, and may both
+# use common/, which knows neither.
+# cmake -D SOURCE=<folder with common/, module/, host/ and sdk/> -P check_includes.cmake
 cmake_minimum_required(VERSION 3.25)
 
 set(may_system system)
@@ -17,7 +18,7 @@ function(complain file include reason)
   set(violations "${violations}${file} includes ${include}: ${reason}\n" PARENT_SCOPE)
 endfunction()
 
-foreach(tree module host sdk)
+foreach(tree common module host sdk)
   file(GLOB_RECURSE files RELATIVE ${SOURCE}/${tree} ${SOURCE}/${tree}/*.h ${SOURCE}/${tree}/*.cpp)
   if(NOT files)
     message(FATAL_ERROR "No sources in ${SOURCE}/${tree}")
@@ -30,6 +31,8 @@ foreach(tree module host sdk)
         set(include ${CMAKE_MATCH_1})
         string(REGEX MATCH "^[^/]+" into ${include})
         if(include MATCHES "\\.moc$")
+          continue()
+        elseif(include MATCHES "^common/" AND NOT tree STREQUAL "sdk" AND EXISTS ${SOURCE}/${include})
           continue()
         elseif(tree STREQUAL "sdk" OR NOT EXISTS ${SOURCE}/${tree}/${include})
           complain(${tree}/${file} ${include} "not a file of ${tree}/")
@@ -44,7 +47,8 @@ foreach(tree module host sdk)
         elseif(include MATCHES "^Qt" AND NOT include MATCHES "^QtCore/")
           complain(${tree}/${file} ${include} "only Qt Core is used")
         elseif(NOT tree STREQUAL "host" AND include MATCHES "/"
-               AND NOT include MATCHES "^(QtCore|plugin|http)/")
+               AND NOT include MATCHES "^(QtCore|plugin|http)/"
+               AND NOT (tree STREQUAL "common" AND include MATCHES "^sys/"))
           complain(${tree}/${file} ${include} "only Qt Core and the standard library are used")
         endif()
       endif()

@@ -1,0 +1,2 @@
+#include "common/missing.h"
+#include "system/settings.h"
