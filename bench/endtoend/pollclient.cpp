@@ -3,8 +3,14 @@
 //   pollclient latency PORT ROUNDS          median microseconds from a change to its waiting client
 //   pollclient fanout PORT POLLS            milliseconds until the last of POLLS is answered
 //   pollclient memory PORT POLLS PID        bytes that the server grows by for each waiting poll
+//   pollclient contexts PORT COUNT PID KIND bytes that the server grows by for each of COUNT
+//   contexts,
+//                                           divided by the length of its JSON text. KIND: text (1
+//                                           KB, most of it one text) or nested (many small members)
 //   pollclient vanish PORT POLLS            milliseconds until the server has let go of POLLS
 //   pollclient changes PORT POLLS ROUNDS    microseconds for a change while POLLS wait elsewhere
+//   pollclient merge PORT ROUNDS            median milliseconds of a chunk with 1,000 entries for a
+//                                           context of 2,000 items, half of the entries new
 //   pollclient upload PORT MIB ROUNDS       MB/s of uploads with one file, without and with
 //                                           content full of CR and dashes
 
@@ -116,16 +122,45 @@ std::string get(const std::string &path)
     return "GET " + path + " HTTP/1.1\r\nHost: localhost\r\n\r\n";
 }
 
+std::string put(const std::string &id, const std::string &body)
+{
+    return "PUT /context/" + id +
+           " HTTP/1.1\r\nHost: localhost\r\nContent-Length: " + std::to_string(body.size()) +
+           "\r\n\r\n" + body;
+}
+
 // A context of 1,024 bytes that differs each time.
-std::string change(const std::string &id)
+std::string textContext()
 {
     static int count = 0;
     std::string number = std::to_string(1000000 + ++count);
     std::string body = "{\"n\":\"" + number + "\",\"text\":\"";
-    body += std::string(1024 - body.size() - 2, 'x') + "\"}";
-    return "PUT /context/" + id +
-           " HTTP/1.1\r\nHost: localhost\r\nContent-Length: " + std::to_string(body.size()) +
-           "\r\n\r\n" + body;
+    return body + std::string(1024 - body.size() - 2, 'x') + "\"}";
+}
+
+// What an application keeps of a patient: little texts, numbers and truths, three levels deep.
+std::string nestedContext()
+{
+    static int count = 0;
+    const std::string number = std::to_string(1000000 + ++count);
+    std::string body =
+        R"({"patient":{"id":")" + number +
+        R"(","active":true,"name":{"family":"Muster","given":["Anna","Maria"]},"gender":"female",)"
+        R"("birthDate":"1970-01-31","address":{"line":["Bahnhofstrasse 1"],"postalCode":"8001",)"
+        R"("city":"Z\u00fcrich","country":"CH"},"telecom":[{"system":"phone","value":"+41 44 000 00 00"},)"
+        R"({"system":"email","value":"anna@example.org"}]},"case":{"number":)" +
+        number + R"(,"kind":"ambulant","open":true,"weight":61.5},"matchingItems":[)";
+    for (int item = 0; item < 5; ++item)
+        body +=
+            std::string(item ? "," : "") + R"({"resourceType":"Observation","id":")" + number +
+            "-" + std::to_string(item) +
+            R"(","status":"final","value":{"value":7.2,"unit":"mmol/L"},"effective":"2026-01-31"})";
+    return body + "]}";
+}
+
+std::string change(const std::string &id)
+{
+    return put(id, textContext());
 }
 
 // The server has seen what was sent before on other connections once this is answered: it has one
@@ -229,6 +264,23 @@ double memory(int port, int polls, const std::string &pid)
     return double(residentBytes(pid) - before) / polls;
 }
 
+double contexts(int port, int count, const std::string &pid, const std::string &kind)
+{
+    const Connection client(port);
+    const auto store = [&](int number) {
+        const std::string text = kind == "nested" ? nestedContext() : textContext();
+        client.ask(put(kind + std::to_string(number), text));
+        return text.size();
+    };
+    for (int i = 0; i < 100; ++i)
+        store(i);
+    const long before = residentBytes(pid);
+    std::size_t bytes = 0;
+    for (int i = 0; i < count; ++i)
+        bytes += store(100 + i);
+    return double(residentBytes(pid) - before) / double(bytes);
+}
+
 double vanish(int port, int polls)
 {
     std::vector<Connection> waiting = park(port, "van", polls);
@@ -251,6 +303,45 @@ double changes(int port, int polls, int rounds)
     for (int i = 0; i < rounds; ++i)
         changer.ask(change("own"));
     return microseconds(Clock::now() - start) / rounds;
+}
+
+std::string item(int id, int version)
+{
+    return R"({"id":"item-)" + std::to_string(id) +
+           R"(","resourceType":"Observation","status":"final","version":)" +
+           std::to_string(version) + "}";
+}
+
+double merge(int port, int rounds)
+{
+    std::string context = R"({"matchingItems":[)";
+    for (int id = 0; id < 2000; ++id)
+        context += (id ? "," : "") + item(id, 0);
+    context += "]}";
+    std::string chunk = R"({"exchange":"kavo-context-add-matching-items","source":"bench",)"
+                        R"("body":{"filter":{"bench":"merge"},"matchingItems":{"entry":[)";
+    for (int i = 0; i < 1000; ++i)
+        chunk +=
+            (i ? R"(,{"resource":)" : R"({"resource":)") + item(i % 2 ? 1000000 + i : i, 1) + "}";
+    chunk += "]}}}";
+    const std::string post =
+        "POST /exchange/chunks HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
+        std::to_string(chunk.size()) + "\r\n\r\n" + chunk;
+
+    const Connection connection(port);
+    connection.ask(put("merge", R"({"bench":"merge"})"));
+    std::vector<double> times;
+    for (int i = 0; i < rounds; ++i) {
+        connection.ask(put("merge", context));
+        const auto start = Clock::now();
+        if (connection.ask(post).find("\"delivered\":") == std::string::npos)
+            throw std::runtime_error("the chunk was not delivered");
+        times.push_back(microseconds(Clock::now() - start) / 1000);
+    }
+    if (connection.ask(get("/context/merge")).find("\"item-1000001\"") == std::string::npos)
+        throw std::runtime_error("the chunk was not merged");
+    std::nth_element(times.begin(), times.begin() + rounds / 2, times.end());
+    return times[std::size_t(rounds / 2)];
 }
 
 double upload(int port, int mib, int rounds, bool isNasty)
@@ -287,10 +378,14 @@ int run(const std::vector<std::string> &arguments)
         std::printf("%.1f\n", fanout(port, count));
     else if (what == "memory")
         std::printf("%.0f\n", memory(port, count, arguments.at(3)));
+    else if (what == "contexts")
+        std::printf("%.2f\n", contexts(port, count, arguments.at(3), arguments.at(4)));
     else if (what == "vanish")
         std::printf("%.1f\n", vanish(port, count));
     else if (what == "changes")
         std::printf("%.1f\n", changes(port, count, std::stoi(arguments.at(3))));
+    else if (what == "merge")
+        std::printf("%.2f\n", merge(port, count));
     else if (what == "upload")
         std::printf("plain %.0f\nnasty %.0f\n",
                     upload(port, count, std::stoi(arguments.at(3)), false),

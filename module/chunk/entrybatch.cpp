@@ -1,46 +1,47 @@
 #include "chunk/entrybatch.h"
 
+#include <utility>
+
 namespace {
 
-QString idOf(const QJsonObject &item)
+QJsonValue idOf(const QJsonObject &item)
 {
-    return item.value(QLatin1String("id")).toString();
+    return item.value(QLatin1String("id"));
 }
 
 } // namespace
 
 EntryBatch::EntryBatch(const QJsonArray &entries)
     : m_entryCount(entries.size())
+    , m_ids(entries.size())
 {
-    m_ids.reserve(m_entryCount);
     for (const QJsonValue &entry : entries) {
         const QJsonValue resource = entry.toObject().value(QLatin1String("resource"));
         if (!resource.isUndefined())
-            add(resource.toObject());
+            add(resource);
     }
 }
 
-void EntryBatch::add(const QJsonObject &resource)
+void EntryBatch::add(const QJsonValue &value)
 {
-    if (!resource.contains(QLatin1String("id")))
+    const QJsonObject resource = value.toObject();
+    const QJsonValue id = idOf(resource);
+    if (id.isUndefined())
         m_resourcesWithoutId.append(resource);
     if (resource.isEmpty())
         return;
-    m_items.append(resource);
-    m_ids.insert(idOf(resource));
+    m_items.append(value);
+    m_ids.insert(id.toString());
 }
 
 QJsonArray EntryBatch::mergedInto(const QJsonArray &existing) const
 {
     QJsonArray merged = m_items;
-    QSet<QString> keptIds;
-    keptIds.reserve(existing.size());
+    IdSet keptIds(existing.size());
     for (const QJsonValue &item : existing) {
-        const QString id = idOf(item.toObject());
-        if (m_ids.contains(id) || keptIds.contains(id))
-            continue;
-        merged.append(item);
-        keptIds.insert(id);
+        QString id = idOf(item.toObject()).toString();
+        if (!m_ids.contains(id) && keptIds.insert(std::move(id)))
+            merged.append(item);
     }
     return merged;
 }

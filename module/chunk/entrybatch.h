@@ -1,9 +1,9 @@
 #pragma once
 
+#include "chunk/idset.h"
+
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
-#include <QtCore/QSet>
-#include <QtCore/QString>
 #include <QtCore/QVector>
 
 /// The items that one chunk brings: the "resource" of each entry of its bundle, read once and then
@@ -26,10 +26,10 @@ public:
     QJsonArray mergedInto(const QJsonArray &existing) const;
 
 private:
-    void add(const QJsonObject &resource);
+    void add(const QJsonValue &value);
 
     int m_entryCount;
     QJsonArray m_items;
-    QSet<QString> m_ids;
+    IdSet m_ids;
     QVector<QJsonObject> m_resourcesWithoutId;
 };

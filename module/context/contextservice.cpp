@@ -119,12 +119,8 @@ QByteArray ContextService::printedContext(const QString &id) const
     if (const QByteArray *kept = m_printed.find(id))
         return *kept;
     const QJsonValue value = m_contexts.value(id);
-    QByteArray text = indentedJson(value.toObject());
-    if (value.isObject()) {
-        text.squeeze();
-        m_printed.keep(id, text);
-    }
-    return text;
+    const QByteArray text = indentedJson(value.toObject());
+    return value.isObject() ? m_printed.keep(id, text) : text;
 }
 
 QByteArray ContextService::printedContext(const QString &id, const QJsonObject &object) const

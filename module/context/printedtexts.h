@@ -17,14 +17,16 @@ public:
     /// Null when there is none.
     const QByteArray *find(const QString &id) const { return m_texts.object(id); }
 
-    /// A text above the limit displaces all others and is kept alone: it is the one that a crowd of
-    /// waiting clients is about to ask for.
-    void keep(const QString &id, const QByteArray &text)
+    /// Returns what is kept. A text above the limit displaces all others and is kept alone: it is
+    /// the one that a crowd of waiting clients is about to ask for.
+    QByteArray keep(const QString &id, const QByteArray &text)
     {
         constexpr int Overhead = 200; // of an entry, about
         const int cost =
             text.size() < MaximumBytes - Overhead ? text.size() + Overhead : MaximumBytes;
-        m_texts.insert(id, std::make_unique<QByteArray>(text).release(), cost);
+        const QByteArray kept = exactCopy(text);
+        m_texts.insert(id, std::make_unique<QByteArray>(kept).release(), cost);
+        return kept;
     }
 
     void forget(const QString &id) { m_texts.remove(id); }
@@ -32,5 +34,17 @@ public:
     int count() const { return m_texts.count(); }
 
 private:
+    /// Of a large text the printer's own array, without its spare room. A small one is copied: it
+    /// then fits where an earlier text lay, while an array cut to size leaves a gap behind when it
+    /// goes that no later one, larger while it is printed, fits into.
+    static QByteArray exactCopy(QByteArray text)
+    {
+        constexpr int CheapToCopy = 64 * 1024;
+        if (text.size() <= CheapToCopy)
+            return {text.constData(), text.size()};
+        text.squeeze();
+        return text;
+    }
+
     QCache<QString, QByteArray> m_texts{MaximumBytes};
 };

@@ -10,6 +10,8 @@ class tst_EntryBatch : public QObject
 private Q_SLOTS:
     void itemsAreMerged_data();
     void itemsAreMerged();
+    void mergesAnyNumberOfItems_data();
+    void mergesAnyNumberOfItems();
     void entriesAreCountedWhetherOrNotTheyBringAnItem();
     void resourcesWithoutIdAreListedInOrder();
     void sameBatchMergesIntoManyArrays();
@@ -61,6 +63,41 @@ void tst_EntryBatch::itemsAreMerged()
     QFETCH(QByteArray, merged);
     const EntryBatch batch(json(entries).toArray());
     QCOMPARE(QJsonValue(batch.mergedInto(json(existing).toArray())), json(merged));
+}
+
+void tst_EntryBatch::mergesAnyNumberOfItems_data()
+{
+    QTest::addColumn<int>("count");
+    // A few ids are looked through, more are hashed into a power of two of slots.
+    for (const int count : {0, 1, 2, 7, 8, 9, 16, 31, 32, 33, 1000})
+        QTest::addRow("%d", count) << count;
+}
+
+/// Every other item is replaced, and each present item is there twice.
+void tst_EntryBatch::mergesAnyNumberOfItems()
+{
+    QFETCH(int, count);
+    QJsonArray entries;
+    QJsonArray existing;
+    QJsonArray replaced;
+    QJsonArray kept;
+    for (int i = 0; i < count; ++i) {
+        const QString id = QString::number(i);
+        const QJsonObject item{{QStringLiteral("id"), id}, {QStringLiteral("v"), 1}};
+        const QJsonObject again{{QStringLiteral("id"), id}, {QStringLiteral("v"), 2}};
+        existing.append(item);
+        existing.append(again);
+        if (i % 2) {
+            entries.append(QJsonObject{{QStringLiteral("resource"), again}});
+            replaced.append(again);
+        } else {
+            kept.append(item);
+        }
+    }
+    QJsonArray expected = replaced;
+    for (const QJsonValue item : qAsConst(kept))
+        expected.append(item);
+    QCOMPARE(EntryBatch(entries).mergedInto(existing), expected);
 }
 
 void tst_EntryBatch::entriesAreCountedWhetherOrNotTheyBringAnItem()

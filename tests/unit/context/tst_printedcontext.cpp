@@ -33,6 +33,8 @@ private Q_SLOTS:
     void textsStayWithinTheLimit();
     void whatWasUsedLongestAgoGoesFirst();
     void hugeTextIsKeptAlone();
+    void keptTextHasNoSpareRoom_data();
+    void keptTextHasNoSpareRoom();
 };
 
 void TestPrintedContext::isTheIndentedObject()
@@ -169,6 +171,23 @@ void TestPrintedContext::hugeTextIsKeptAlone()
     texts.keep(QStringLiteral("small"), "x");
     QVERIFY(!texts.find(QStringLiteral("huge")));
     QCOMPARE(texts.count(), 1);
+}
+
+void TestPrintedContext::keptTextHasNoSpareRoom_data()
+{
+    QTest::addColumn<int>("length");
+    QTest::newRow("small") << 1000;
+    QTest::newRow("large") << 1000 * 1000;
+}
+
+void TestPrintedContext::keptTextHasNoSpareRoom()
+{
+    QFETCH(int, length);
+    ContextFixture f;
+    f.service->setContext(Id, QJsonObject{{QStringLiteral("a"), QString(length, QLatin1Char('x'))}});
+    const QByteArray text = f.service->printedContext(Id);
+    QCOMPARE(text.capacity(), text.size());
+    QCOMPARE(bytesOf(f.service->printedContext(Id)), bytesOf(text));
 }
 
 QTEST_GUILESS_MAIN(TestPrintedContext)
