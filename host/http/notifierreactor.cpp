@@ -28,9 +28,9 @@ struct DeleteLater
 using Notifier = std::unique_ptr<QSocketNotifier, DeleteLater>;
 
 #ifdef Q_OS_WIN
-// Those of the sockets whose peer is known to be gone without reading from them. Winsock, as Wine has
-// it, does not tell of a peer that closed while something it sent is unread; one that broke off is
-// always seen.
+// Those of the sockets whose peer is known to be gone without reading from them. Winsock, as Wine
+// has it, does not tell of a peer that closed while something it sent is unread; one that broke off
+// is always seen.
 std::vector<SocketHandle> vanishedPeers(const std::vector<SocketHandle> &sockets)
 {
     std::vector<WSAPOLLFD> polled;
