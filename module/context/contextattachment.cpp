@@ -3,6 +3,7 @@
 #include "fhir/coding.h"
 
 #include <QtCore/QJsonArray>
+#include <QtCore/QScopeGuard>
 #include <QtCore/QUrl>
 
 QJsonObject attachmentEntry(const QString &contextId, const QString &fileName,
@@ -16,6 +17,25 @@ QJsonObject attachmentEntry(const QString &contextId, const QString &fileName,
             {QStringLiteral("status"), QStringLiteral("superseded")},
             {QStringLiteral("type"), type},
             {QStringLiteral("content"), content}};
+}
+
+bool appendAttachment(QJsonValue &context, const QJsonObject &entry)
+{
+    const QLatin1String key("attachments");
+    QJsonObject object = context.toObject();
+    QJsonArray attachments = object.value(key).toArray();
+    if (!object.value(key).isArray())
+        return false;
+    // Let go of both in all the places that hold them, or each append would copy them. The key
+    // stays: what is removed from an object leaves its bytes behind.
+    context = QJsonValue::Null;
+    object.insert(key, QJsonValue::Null);
+    const auto putBack = qScopeGuard([&] {
+        object.insert(key, attachments);
+        context = object;
+    });
+    attachments.append(entry);
+    return true;
 }
 
 QString attachmentFileName(const QJsonValue &entry)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QtCore/QJsonObject>
+#include <QtCore/QJsonValue>
 #include <QtCore/QString>
 
 namespace domain {
@@ -12,6 +13,11 @@ struct Coding;
 /// download route rely on it.
 QJsonObject attachmentEntry(const QString &contextId, const QString &fileName,
                             const domain::Coding &coding);
+
+/// Appends `entry` to the "attachments" of the object `context`, in their place: they are copied
+/// only when somebody else holds them too. Nothing happens, and false is returned, when there is no
+/// such array.
+bool appendAttachment(QJsonValue &context, const QJsonObject &entry);
 
 /// The file name that an entry's URL ends in, percent-decoded; empty when it has none. The URL is
 /// read the way a user types one, so that "%20" in a path stays as it is.

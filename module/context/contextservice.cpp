@@ -1,11 +1,10 @@
 #include "context/contextservice.h"
 
 #include "context/behaviourlist.h"
-#include "context/contextattachment.h"
 #include "context/contextchange.h"
 #include "context/contextevents.h"
 #include "context/contextid.h"
-#include "context/fileservice.h"
+#include "context/contextlog.h"
 #include "plugin/hosthandle.h"
 #include "system/clock.h"
 #include "system/jsontext.h"
@@ -20,8 +19,6 @@
 
 #include <plugin/chunkpublisher.h>
 
-Q_LOGGING_CATEGORY(contextServiceLog, "ch.brenlo.kavo-service.context.contextservice")
-
 namespace {
 
 constexpr qint64 MillisecondsPerSecond = 1000;
@@ -32,19 +29,6 @@ qint32 collectionPeriod(qint32 minutes)
 {
     const quint32 product = static_cast<quint32>(minutes) * quint32(MillisecondsPerMinute);
     return qMax(static_cast<qint32>(product), MillisecondsPerMinute);
-}
-
-void logNewValue(const QString &id, const QJsonValue &value)
-{
-    if (value.isObject()) {
-        qCDebug(contextServiceLog)
-            << "Setting context" << id << "to object" << QJsonDocument(value.toObject()).toJson();
-    } else if (value.isArray()) {
-        qCDebug(contextServiceLog)
-            << "Setting context" << id << "to array" << QJsonDocument(value.toArray()).toJson();
-    } else {
-        qCDebug(contextServiceLog) << "Setting context" << id << "to unknown" << value;
-    }
 }
 
 struct Replacement
@@ -69,7 +53,7 @@ Replacement replacementFor(const QJsonValue &old, const QJsonValue &value)
         if (object.value(key) != QJsonValue(QJsonArray()))
             object.insert(key, QJsonArray());
     }
-    qCDebug(contextServiceLog) << "Context changed. Current keys:" << object.keys();
+    logKeys(object);
     return {object, changes, differs};
 }
 
@@ -187,47 +171,6 @@ void ContextService::removeContext(const QString &id)
         m_host->publisher->publish(contextRemovedChunk(id));
     if (heldValue)
         Q_EMIT contextRemoved(id);
-}
-
-void ContextService::addFile(const QString &id, const QString &name, const QByteArray &bytes,
-                             const domain::Coding &coding)
-{
-    const QString key = FileService::fileKey(id, name);
-    if (m_files->contains(key)) {
-        qCDebug(contextServiceLog) << "File already exists, overwrite content only.";
-        m_files->insert(key, bytes);
-        return;
-    }
-    const QJsonObject context = m_contexts[id].toObject();
-    QJsonObject update;
-    if (!context.contains(QLatin1String("_id")))
-        update.insert(QLatin1String("_id"), id);
-    QJsonArray attachments = context.value(QLatin1String("attachments")).toArray();
-    attachments.append(attachmentEntry(id, name, coding));
-    update.insert(QLatin1String("attachments"), attachments);
-    m_files->insert(key, bytes);
-    updateContext(id, update);
-}
-
-void ContextService::removeFile(const QString &id, const QString &name)
-{
-    markUsed(id);
-    const QJsonArray attachments =
-        m_contexts.value(id).toObject().value(QLatin1String("attachments")).toArray();
-    QJsonArray kept;
-    for (const QJsonValue &entry : attachments) {
-        if (attachmentFileName(entry) == name)
-            m_files->remove(FileService::fileKey(id, name));
-        else
-            kept.append(entry);
-    }
-    updateContext(id, QJsonObject{{QStringLiteral("attachments"), kept}});
-}
-
-QByteArray ContextService::fileContent(const QString &id, const QString &name) const
-{
-    const QString key = FileService::fileKey(id, name);
-    return m_files->contains(key) ? m_files->value(key) : QByteArray();
 }
 
 void ContextService::dispatchChunk(const QJsonValue &chunk)

@@ -92,6 +92,10 @@ private:
     void startCollector();
     void markUsed(const QString &id);
 
+    /// The same as an update of "attachments" with one entry more, but does not copy the list, so
+    /// that many files take no longer each than a few. False when it takes more than that.
+    bool listFile(const QString &id, const QJsonObject &entry);
+
     QTimer *m_collectionTimer = nullptr; ///< a child; null while collection is disabled
     QMap<QString, qint64> m_lastUse;     ///< by the clock, of ids that need not be stored
     const HostHandle *m_host;

@@ -59,6 +59,9 @@ private Q_SLOTS:
     void attachmentsThatAreNoArrayAreReplaced();
     void ownIdMemberIsKept();
     void bytesAreThereWhenTheChangeIsAnnounced();
+    void fileIsToldOfLikeAnUpdateOfTheList_data();
+    void fileIsToldOfLikeAnUpdateOfTheList();
+    void listThatSomebodyHoldsStaysAsItWas();
 
     void removedFileIsGone();
     void otherFilesStay();
@@ -218,6 +221,73 @@ void TestContextFiles::bytesAreThereWhenTheChangeIsAnnounced()
     f.publisher.onPublish = [&](const QJsonValue &) { seen = f.service->fileContent(Id, Name); };
     f.service->addFile(Id, Name, "x", coding());
     QCOMPARE(seen, QByteArray("x"));
+}
+
+void TestContextFiles::fileIsToldOfLikeAnUpdateOfTheList_data()
+{
+    QTest::addColumn<QByteArray>("context");
+    QTest::newRow("nothing but an id") << QByteArray(R"({"_id":"id"})");
+    QTest::newRow("no id") << QByteArray(R"({"attachments":[1],"matchingItems":[2]})");
+    QTest::newRow("empty list") << QByteArray(R"({"_id":1,"attachments":[]})");
+    QTest::newRow("list") << QByteArray(
+        R"({"_id":"id","attachments":[{"a":1},2],"matchingItems":[3],"patient":{"n":1.5}})");
+    QTest::newRow("list that is none") << QByteArray(R"({"_id":"id","attachments":{"a":1}})");
+    QTest::newRow("list that is null") << QByteArray(R"({"_id":"id","attachments":null})");
+    QTest::newRow("list that is text") << QByteArray(R"({"_id":"id","attachments":"list"})");
+    // Sorted by bytes where they are written and by UTF-16 units where they are escaped, so that
+    // not every member is found.
+    QByteArray mixed = R"({"_id":"id","attachments":[1],"matchingItems":[2])";
+    for (int i = 0; i < 40; ++i) {
+        mixed += ",\"\xef\xbf\xbd" + QByteArray::number(i) + "\":1,\"\\ud83d\\ude00";
+        mixed += QByteArray::number(i) + "\":2,\"\xf0\x9f\x98\x80" + QByteArray::number(i) + "\":3";
+    }
+    QTest::newRow("keys in no order") << mixed + "}";
+}
+
+void TestContextFiles::fileIsToldOfLikeAnUpdateOfTheList()
+{
+    QFETCH(QByteArray, context);
+    ContextFixture one;
+    ContextFixture other;
+    const QJsonObject before = object(context.constData());
+    QVERIFY(!before.isEmpty());
+    one.service->setContext(Id, before);
+    other.service->setContext(Id, before);
+    for (const char *name : {"a", "b", "c"}) {
+        QVector<support::LogLine> lines;
+        {
+            const support::LogCapture log;
+            one.service->addFile(Id, QLatin1String(name), "x", coding());
+            lines = log.lines();
+        }
+        const support::LogCapture log;
+        const QJsonObject present = other.service->context(Id).toObject();
+        QJsonArray list = present.value(QLatin1String("attachments")).toArray();
+        list.append(attachmentEntry(Id, QLatin1String(name), coding()));
+        QJsonObject update{{QStringLiteral("attachments"), list}};
+        if (!present.contains(QLatin1String("_id")))
+            update.insert(QStringLiteral("_id"), Id);
+        other.service->updateContext(Id, update);
+        QCOMPARE(lines, log.lines());
+    }
+    QCOMPARE(one.changed, other.changed);
+    QCOMPARE(one.steps, other.steps);
+    QCOMPARE(one.publisher.chunks(), other.publisher.chunks());
+    QCOMPARE(one.service->context(Id), other.service->context(Id));
+    QCOMPARE(one.service->printedContext(Id), other.service->printedContext(Id));
+}
+
+void TestContextFiles::listThatSomebodyHoldsStaysAsItWas()
+{
+    ContextFixture f;
+    f.service->addFile(Id, Name, "x", coding());
+    f.service->addFile(Id, QStringLiteral("b"), "x", coding());
+    const QJsonValue held = f.service->context(Id);
+    const QByteArray text = f.service->printedContext(Id);
+    f.service->addFile(Id, QStringLiteral("c"), "x", coding());
+    QCOMPARE(attachedUrls(held).size(), 2);
+    QCOMPARE(attachedUrls(f.service->context(Id)).size(), 3);
+    QVERIFY(f.service->printedContext(Id) != text);
 }
 
 void TestContextFiles::removedFileIsGone()
