@@ -11,7 +11,7 @@ build_windows() {
         cmake --fresh -S "$root" -B "$build" -G Ninja --toolchain "$root/cmake/toolchain-mingw.cmake" \
             -D CMAKE_BUILD_TYPE=Release -D KAVO_WARNINGS_AS_ERRORS=ON \
             -D KAVO_WINDOWS_QT="$windows_qt" \
-            -D CMAKE_CROSSCOMPILING_EMULATOR="$root/scripts/lib/windows/run-in-wine" >&2
+            -D CMAKE_CROSSCOMPILING_EMULATOR="$root/scripts/lib/windows/test-in-wine" >&2
         printf '%s\n' "$made_for" >"$build/made-for"
     fi
     say "building $build"

@@ -45,9 +45,8 @@ make_wine_prefix() {
         && "$wine_bin/wineserver64" --wait
 }
 
-# One server for a whole run, instead of one that starts and ends with every program. An idle
-# program keeps Wine's own services alive: they would start with a test, inherit its output, and
-# keep CTest waiting for the end of it.
+# One server for a whole run, and an idle program that keeps Wine's own services alive, instead of a
+# set of them that starts and ends with every program.
 start_wine() {
     "$wine_bin/wineserver64" --persistent=60
     exec {wine_idle}> >(exec "$wine_bin/wine64" cmd >/dev/null 2>&1)
