@@ -11,7 +11,8 @@ namespace support {
 /// so that a busy machine fails no test.
 constexpr std::chrono::milliseconds patience(30000);
 
-/// Asks again and again until the condition holds; false when it never did.
+/// Asks again and again until the condition holds; false when it never did. For what no signal
+/// tells: the log, the counts, the end of another process.
 template<typename Condition>
 bool waitUntil(Condition condition, std::chrono::milliseconds limit = patience)
 {
@@ -19,7 +20,7 @@ bool waitUntil(Condition condition, std::chrono::milliseconds limit = patience)
     while (!condition()) {
         if (deadline.hasExpired())
             return false;
-        QThread::yieldCurrentThread();
+        QThread::msleep(1); // leaves the processor to whom it waits for
     }
     return true;
 }

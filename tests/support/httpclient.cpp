@@ -19,20 +19,20 @@ namespace {
 
 constexpr int receiveBytes = 64 * 1024;
 
-// Shared by all clients, of which only one waits at a time: a thousand of them need no more than
-// their thousand sockets.
+// Shared by all clients of a thread, of which only one waits at a time: a thousand of them need no
+// more than their thousand sockets.
 asio::io_context &context()
 {
-    static asio::io_context shared(1);
+    thread_local asio::io_context shared(1);
     return shared;
 }
 
 // Waits for the operation that was just started on the socket, or gives it up.
 template<typename Done>
-void waitFor(tcp::socket &socket, const Done &isDone)
+void waitFor(tcp::socket &socket, std::chrono::milliseconds limit, const Done &isDone)
 {
     context().restart();
-    context().run_for(patience);
+    context().run_for(limit);
     if (isDone())
         return;
     error_code ignored;
@@ -81,6 +81,16 @@ QByteArray requestBytes(const QByteArray &method, const QByteArray &target,
     return text + "\r\n" + body;
 }
 
+bool hasIpv6Loopback()
+{
+    error_code error;
+    tcp::socket socket(context());
+    socket.open(tcp::v6(), error);
+    if (!error)
+        socket.bind(tcp::endpoint(asio::ip::address_v6::loopback(), 0), error);
+    return !error;
+}
+
 struct HttpClient::Connection
 {
     tcp::socket socket{context()};
@@ -92,7 +102,7 @@ HttpClient::HttpClient(quint16 port, const char *address)
     std::optional<error_code> result;
     m_connection->socket.async_connect(tcp::endpoint(asio::ip::make_address(address), port),
                                        [&](error_code error) { result = error; });
-    waitFor(m_connection->socket, [&] { return result.has_value(); });
+    waitFor(m_connection->socket, m_patience, [&] { return result.has_value(); });
     error_code ignored;
     m_connection->socket.set_option(tcp::no_delay(true), ignored); // pieces go out as they are sent
     if (result.value_or(asio::error::timed_out))
@@ -114,7 +124,7 @@ bool HttpClient::send(const QByteArray &bytes)
     asio::async_write(m_connection->socket,
                       asio::buffer(bytes.constData(), std::size_t(bytes.size())),
                       [&](error_code error, std::size_t) { result = error; });
-    waitFor(m_connection->socket, [&] { return result.has_value(); });
+    waitFor(m_connection->socket, m_patience, [&] { return result.has_value(); });
     return result.has_value() && !*result;
 }
 
@@ -130,7 +140,7 @@ HttpClient::Fill HttpClient::fill()
                                              result = error;
                                              size = bytes;
                                          });
-    waitFor(m_connection->socket, [&] { return result.has_value(); });
+    waitFor(m_connection->socket, m_patience, [&] { return result.has_value(); });
     m_hasEnded = result == error_code(asio::error::eof);
     if (m_hasEnded)
         return Fill::End;
@@ -274,7 +284,7 @@ QByteArray HttpClient::readToEnd()
 
 bool HttpClient::breaks()
 {
-    const QDeadlineTimer deadline(patience);
+    const QDeadlineTimer deadline(m_patience);
     while (fill() == Fill::Bytes) {
     }
     return !deadline.hasExpired();
@@ -284,6 +294,11 @@ bool HttpClient::hasInput() const
 {
     error_code ignored;
     return m_used < m_buffer.size() || m_connection->socket.available(ignored) > 0;
+}
+
+QByteArray HttpClient::readBytes(int size)
+{
+    return readExactly(size).value_or(QByteArray());
 }
 
 void HttpClient::endSending()

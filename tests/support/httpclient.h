@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/deadline.h"
+
 #include <QtCore/QByteArray>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
@@ -34,8 +36,11 @@ struct HttpResponse
 QByteArray requestBytes(const QByteArray &method, const QByteArray &target,
                         const HttpFields &fields = {}, const QByteArray &body = {});
 
+/// Whether this machine has the address ::1.
+bool hasIpv6Loopback();
+
 /// One connection to a kavo-host on this machine. Every call waits for what it asks for, but not
-/// for ever. Lives in a test, on its thread.
+/// for ever. Lives on the thread that made it.
 class HttpClient
 {
 public:
@@ -45,6 +50,9 @@ public:
     HttpClient &operator=(HttpClient &&) noexcept;
 
     bool isConnected() const;
+
+    /// How long each call waits, where it has to be longer than what any test waits for.
+    void setPatience(std::chrono::milliseconds limit) { m_patience = limit; }
 
     /// False when the connection broke before everything was taken.
     bool send(const QByteArray &bytes);
@@ -65,6 +73,9 @@ public:
 
     /// Everything until the server ends the connection in good order; null when it does not.
     QByteArray readToEnd();
+
+    /// So many bytes; null when the connection ends before them.
+    QByteArray readBytes(int size);
 
     /// Whether the server ends the connection in good order without another byte.
     bool endsHere() { return readToEnd() == QByteArrayLiteral(""); }
@@ -90,6 +101,7 @@ private:
     void readBody(HttpResponse *response);
 
     std::unique_ptr<Connection> m_connection;
+    std::chrono::milliseconds m_patience = patience;
     QByteArray m_buffer;
     int m_used = 0;
     bool m_hasEnded = false; ///< the server has ended its side
