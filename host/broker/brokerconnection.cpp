@@ -38,9 +38,9 @@ QString line(const amqp_bytes_t &text)
     return QString::fromUtf8(copy(text)).simplified();
 }
 
-timeval interval(std::chrono::seconds seconds)
+timeval interval(std::chrono::milliseconds length)
 {
-    return {time_t(seconds.count()), 0};
+    return {time_t(length.count() / 1000), suseconds_t(length.count() % 1000 * 1000)};
 }
 
 ChannelFault faultOf(const amqp_method_t &method)

@@ -57,9 +57,20 @@ void BrokerExchange::published(const QJsonObject &chunk)
 void BrokerExchange::push(OutgoingMessage message)
 {
     const int dropped = m_handover->push(std::move(message));
-    if (dropped > 0 && !m_isDropping)
+    if (dropped > 0 && m_dropped == 0)
         qCWarning(lcBroker) << "Too much waits for the broker: the oldest chunks are dropped";
-    m_isDropping = dropped > 0;
+    m_dropped += dropped;
+    if (m_dropped > 0 && !m_handover->isCrowded())
+        endDrops();
+}
+
+// Tells how many a run of drops cost. It is over once there is room again; a single chunk that
+// found some between two that did not is no end.
+void BrokerExchange::endDrops()
+{
+    if (m_dropped > 0)
+        qCWarning(lcBroker) << m_dropped << "chunks were dropped";
+    m_dropped = 0;
 }
 
 void BrokerExchange::deliverSome()
@@ -110,6 +121,7 @@ void BrokerExchange::finish()
         m_thread.join();
     else
         m_thread.detach(); // it hangs in the system's resolver, and holds nothing of ours
+    endDrops();
     const int lost = m_handover->counts().waiting;
     if (lost > 0)
         qCWarning(lcBroker) << lost << "chunks were not confirmed by the broker at the end";

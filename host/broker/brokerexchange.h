@@ -35,6 +35,7 @@ public:
 
 private:
     void push(OutgoingMessage message);
+    void endDrops();
     void deliverSome();
     void deliver(const Delivery &delivery);
 
@@ -42,7 +43,7 @@ private:
     BrokerRouting m_routing;
     ChunkHub *m_hub;
     PendingReplies m_pending;
-    bool m_isDropping = false;
+    int m_dropped = 0; // in the run of drops that is not over yet
     bool m_isDelivering = true;
     std::shared_ptr<Handover> m_handover;
     std::thread m_thread;

@@ -35,7 +35,7 @@ struct BrokerLimits
     qint64 inboxBytes = 64LL * 1024 * 1024;    ///< of messages that wait for the module
     qint64 body = 64LL * 1024 * 1024;          ///< a larger message is rejected
     std::chrono::seconds heartbeat{10};        ///< the peer counts as lost after two
-    std::chrono::seconds connect{10};          ///< to be connected and logged in
+    std::chrono::milliseconds connect{10000};  ///< to be connected and logged in
     std::chrono::seconds answer{30};           ///< for the broker to answer a declaration
     std::chrono::seconds refused{30};          ///< how long an exchange that refuses is left alone
     std::chrono::milliseconds nackPause{1000}; ///< before a message that was not taken goes again

@@ -40,7 +40,7 @@ BrokerWorker::~BrokerWorker() = default;
 
 void BrokerWorker::run()
 {
-    while (!m_handover->isStopping()) {
+    while (!m_handover->isFlushed()) {
         try {
             connect();
             serve();
@@ -55,8 +55,11 @@ void BrokerWorker::run()
 
 void BrokerWorker::connect()
 {
-    m_connection = std::make_unique<BrokerConnection>(
-        m_settings, "kavo-host " + m_settings.workstation.toUtf8());
+    BrokerSettings settings = m_settings;
+    if (m_handover->isStopping())
+        settings.limits.connect = std::min(settings.limits.connect, m_handover->timeLeft());
+    m_connection =
+        std::make_unique<BrokerConnection>(settings, "kavo-host " + settings.workstation.toUtf8());
     m_handover->connected(m_connection->descriptor());
     declarePublished(m_connection.get(), m_settings);
     declareConsumed(m_connection.get(), m_settings);
@@ -109,11 +112,13 @@ void BrokerWorker::failed(const QString &reason)
     m_lastFailure = reason;
 }
 
+// The end of the program ends a long pause: what waits has its last chances then, at short ones.
 void BrokerWorker::pause()
 {
     const double random = QRandomGenerator::global()->generateDouble();
-    QDeadlineTimer over(reconnectDelay(m_failures, random));
-    while (!m_handover->isStopping() && !over.hasExpired())
+    const bool isStopping = m_handover->isStopping();
+    QDeadlineTimer over(reconnectDelay(isStopping ? 1 : m_failures, random));
+    while (m_handover->isStopping() == isStopping && !m_handover->isFlushed() && !over.hasExpired())
         sleep(-1, milliseconds(over.remainingTime()));
 }
 

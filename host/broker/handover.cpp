@@ -21,10 +21,17 @@ void Handover::setLoop(std::function<void()> callLoop)
 int Handover::push(OutgoingMessage message)
 {
     const Lock lock(m_mutex);
-    const int dropped = m_outbox.push(std::move(message));
+    const bool isFlowing = m_counts.connected && !m_counts.blocked;
+    const int dropped = m_outbox.push(std::move(message), isFlowing);
     m_counts.dropped += quint64(dropped);
     work();
     return dropped;
+}
+
+bool Handover::isCrowded() const
+{
+    const Lock lock(m_mutex);
+    return m_outbox.isBusy();
 }
 
 bool Handover::take(Delivery *delivery)
@@ -196,6 +203,12 @@ bool Handover::isFlushed() const
 {
     const Lock lock(m_mutex);
     return m_isStopping && (m_outbox.isEmpty() || m_deadline.hasExpired());
+}
+
+std::chrono::milliseconds Handover::timeLeft() const
+{
+    const Lock lock(m_mutex);
+    return std::chrono::milliseconds(m_deadline.remainingTime());
 }
 
 bool Handover::prepareToSleep()

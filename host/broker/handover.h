@@ -27,6 +27,7 @@ public:
     /// `callLoop` is called on any thread when deliveries wait; it posts an event.
     void setLoop(std::function<void()> callLoop);
     int push(OutgoingMessage message); ///< returns how many older ones it cost
+    bool isCrowded() const;            ///< there will not be room for all much longer
     bool take(Delivery *delivery);     ///< false: there is none, or the outbox is too full
     void handled(const Delivery &delivery);
     void stopDelivering();
@@ -56,6 +57,7 @@ public:
 
     bool isStopping() const;
     bool isFlushed() const; ///< stopping, and all is confirmed or the time is up
+    std::chrono::milliseconds timeLeft() const; ///< until it is up, from `stop` on
 
     /// False when there is work already; otherwise the next work wakes the pipe.
     bool prepareToSleep();

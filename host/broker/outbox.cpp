@@ -9,13 +9,14 @@ Outbox::Outbox(const OutboxLimits &limits)
 {
 }
 
-int Outbox::push(OutgoingMessage message)
+int Outbox::push(OutgoingMessage message, bool isFlowing)
 {
+    const int times = isFlowing ? m_limits.flowing : 1;
     ++m_waitingCount;
     m_waitingBytes += message.size();
     m_waiting.push_back({std::move(message), false, 0, false});
     int dropped = 0;
-    for (; isFull() && m_waitingCount > 1; ++dropped) // a single one always fits
+    for (; isFull(times) && m_waitingCount > 1; ++dropped) // a single one always fits
         dropOldest();
     passAcks();
     return dropped;

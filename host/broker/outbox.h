@@ -14,6 +14,7 @@ struct OutboxLimits
     qint64 bytes = 64LL * 1024 * 1024;
     int window = 1000; ///< sent and not confirmed
     qint64 windowBytes = 8LL * 1024 * 1024;
+    int flowing = 4; ///< times the room while the broker takes messages
 };
 
 /// What goes to the broker, in order: messages, which wait, are sent, and are settled by the
@@ -26,7 +27,10 @@ public:
     explicit Outbox(const OutboxLimits &limits = {});
 
     /// Adds a message, at the cost of the oldest waiting ones; returns how many those were.
-    int push(OutgoingMessage message);
+    /// `isFlowing`: the broker takes messages, so what waits will not do so for long, and there is
+    /// more room. The largest request's event and reply alone are more than the room there is
+    /// otherwise.
+    int push(OutgoingMessage message, bool isFlowing = false);
 
     /// Adds the acknowledgement of a delivery.
     void pushAck(quint64 tag);
@@ -71,9 +75,10 @@ private:
         bool isSettled = false;
     };
 
-    bool isFull() const
+    bool isFull(int times) const
     {
-        return m_waitingCount > m_limits.messages || m_waitingBytes > m_limits.bytes;
+        return m_waitingCount > m_limits.messages * times ||
+               m_waitingBytes > m_limits.bytes * times;
     }
     void dropOldest();
     void passAcks();

@@ -92,6 +92,19 @@ QByteArray AmqpClient::declareQueue(const QByteArray &name)
     return check() ? copy(ok->queue) : QByteArray();
 }
 
+bool AmqpClient::declareNarrowQueue(const QByteArray &name, int messages)
+{
+    amqp_table_entry_t arguments[2] = {};
+    arguments[0].key = amqp_cstring_bytes("x-max-length");
+    arguments[0].value.kind = AMQP_FIELD_KIND_I32;
+    arguments[0].value.value.i32 = messages;
+    arguments[1].key = amqp_cstring_bytes("x-overflow");
+    arguments[1].value.kind = AMQP_FIELD_KIND_UTF8;
+    arguments[1].value.value.bytes = amqp_cstring_bytes("reject-publish");
+    amqp_queue_declare(d->state, channel, bytes(name), 0, 1, 0, 0, {2, arguments});
+    return check();
+}
+
 bool AmqpClient::deleteQueue(const QByteArray &name)
 {
     amqp_queue_delete(d->state, channel, bytes(name), 0, 0);

@@ -37,6 +37,8 @@ public:
 
     /// A durable queue with that name, or an exclusive one that the broker names.
     QByteArray declareQueue(const QByteArray &name = {});
+    /// A durable queue that refuses what it has no room for, and does not confirm it.
+    bool declareNarrowQueue(const QByteArray &name, int messages);
     bool deleteQueue(const QByteArray &name);
     bool declareExchange(const QByteArray &name, const char *type);
     bool deleteExchange(const QByteArray &name);

@@ -47,6 +47,23 @@ bool waitForBroker(quint16 port, const QString &state)
         brokerPatience);
 }
 
+bool postNumbers(quint16 port, int first, int last, int padding)
+{
+    const QByteArray rest = ",\"text\":\"" + QByteArray(padding, 'x') + "\"}}";
+    QByteArray body = "[";
+    for (int number = first; number <= last; ++number)
+        body += (number > first ? "," : "") +
+                QByteArray(R"({"exchange":"kavo-context-rpc-set","body":{"_id":"n","n":)") +
+                QByteArray::number(number) + rest;
+    return HttpClient(port).exchange("POST", "/exchange/chunks", {}, body + ']').status == 202;
+}
+
+int numberIn(const AmqpMessage &event)
+{
+    const QJsonObject data = event.json().value(QLatin1String("data")).toObject();
+    return data.value(QLatin1String("data")).toObject().value(QLatin1String("n")).toInt(-1);
+}
+
 QByteArray waitForPage(quint16 port, const QByteArray &path)
 {
     HttpResponse response;

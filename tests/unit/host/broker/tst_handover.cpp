@@ -39,6 +39,7 @@ private Q_SLOTS:
     void aDeliveryOfALostConnectionIsNotAcknowledged();
     void deliveriesThatWaitAreForgottenWithTheirConnection();
     void noDeliveryIsTakenWhileTooMuchWaitsForTheBroker();
+    void thereIsMoreRoomWhileTheBrokerTakesMessages();
     void whatIsRefusedIsPassedOver();
     void anInboxIsFullByItsBytes();
     void sleepIsRefusedWhenThereIsWork();
@@ -126,6 +127,28 @@ void HandoverTest::noDeliveryIsTakenWhileTooMuchWaitsForTheBroker()
     QVERIFY(handover.take(&delivery));
 }
 
+void HandoverTest::thereIsMoreRoomWhileTheBrokerTakesMessages()
+{
+    BrokerLimits limits;
+    limits.outbox.messages = 2;
+    limits.outbox.flowing = 2;
+    Handover handover(limits);
+    QCOMPARE(handover.push(named("a")), 0);
+    QVERIFY(!handover.isCrowded());
+    QCOMPARE(handover.push(named("b")), 0);
+    QVERIFY(handover.isCrowded());
+    QCOMPARE(handover.push(named("c")), 1);
+    handover.connected(-1);
+    QCOMPARE(handover.push(named("d")), 1); // it takes nothing before all is declared
+    handover.ready();
+    QCOMPARE(handover.push(named("e")), 0);
+    QCOMPARE(handover.push(named("f")), 0);
+    handover.setBlocked(true);
+    QCOMPARE(handover.push(named("g")), 3);
+    QCOMPARE(handover.counts().waiting, 2);
+    QCOMPARE(handover.counts().dropped, quint64(5));
+}
+
 void HandoverTest::whatIsRefusedIsPassedOver()
 {
     Handover handover((BrokerLimits()));
@@ -166,11 +189,16 @@ void HandoverTest::sleepIsRefusedWhenThereIsWork()
 
 void HandoverTest::itIsFlushedWhenNothingWaits()
 {
-    Handover handover((BrokerLimits()));
+    BrokerLimits limits;
+    limits.flush = std::chrono::hours(1);
+    Handover handover(limits);
     QVERIFY(!handover.isFlushed());
+    QCOMPARE(handover.timeLeft(), milliseconds(0));
     handover.push(named("a"));
     handover.stop();
     QVERIFY(!handover.isFlushed());
+    QVERIFY(handover.timeLeft() > milliseconds(0));
+    QVERIFY(handover.timeLeft() <= limits.flush);
     handover.nextToSend(10, none);
     QVERIFY(!handover.isFlushed());
     handover.settle(1, false);

@@ -50,6 +50,7 @@ private Q_SLOTS:
     void theOldestGoWhenThereAreTooMany();
     void theOldestGoWhenTheyAreTooLarge();
     void aSingleMessageAlwaysFits();
+    void thereIsMoreRoomWhileTheBrokerTakesMessages();
     void acknowledgementsAreNeverDropped();
     void onlySoMuchIsOnTheWay();
     void aLargeMessageGoesAlone();
@@ -206,6 +207,19 @@ void OutboxTest::aSingleMessageAlwaysFits()
     Outbox outbox(limits);
     QCOMPARE(outbox.push(named("a", 100)), 0);
     QCOMPARE(send(&outbox), QByteArray("a"));
+}
+
+void OutboxTest::thereIsMoreRoomWhileTheBrokerTakesMessages()
+{
+    OutboxLimits limits;
+    limits.messages = 2;
+    limits.flowing = 4;
+    Outbox outbox(limits);
+    for (int i = 0; i < 8; ++i)
+        QCOMPARE(outbox.push(named("a"), true), 0);
+    QCOMPARE(outbox.push(named("b"), true), 1);
+    QCOMPARE(outbox.push(named("c"), false), 7);
+    QCOMPARE(send(&outbox), QByteArray("bc"));
 }
 
 void OutboxTest::acknowledgementsAreNeverDropped()
