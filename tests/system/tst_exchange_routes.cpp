@@ -1,7 +1,4 @@
-#include "support/eventstream.h"
-#include "support/healthcounts.h"
-#include "support/hostprocess.h"
-#include "support/httpclient.h"
+#include "exchangehost.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -9,45 +6,14 @@
 
 using namespace support;
 
-namespace {
-
-constexpr int keptChunks = 1000;
-constexpr int megabyte = 1000 * 1000;
-
-// A chunk that no behaviour answers to, recognised by its number.
-QByteArray numbered(int number)
-{
-    return "{\"exchange\":\"test\",\"n\":" + QByteArray::number(number) + '}';
-}
-
-QByteArray arrayOf(int count)
-{
-    QByteArray json = "[";
-    for (int i = 0; i < count; ++i)
-        json += (i == 0 ? "" : ",") + numbered(i);
-    return json + ']';
-}
-
-int numberIn(const StreamEvent &event)
-{
-    return event.json().value(QLatin1String("n")).toInt(-1);
-}
-
-QString exchangeOf(const StreamEvent &event)
-{
-    return event.json().value(QLatin1String("exchange")).toString();
-}
-
-} // namespace
-
 /// The embedded exchange: chunks handed over with POST, and followed on the event stream.
-class ExchangeRoutesTest : public QObject
+class ExchangeRoutesTest : public QObject, private ExchangeHost
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
+    void init() { QVERIFY(startHost()); }
+    void cleanup() { endHost(); }
 
     void objectIsDelivered();
     void arrayIsDeliveredInOrder();
@@ -65,55 +31,7 @@ private Q_SLOTS:
     void deliveredComesBeforeWhatItCaused();
     void replyIsFoundUnderTheNameThatTheRequesterChose();
     void chunksForOtherServicesPassBy();
-
-    void lastEventIdAndFromReplayWhatCameAfter();
-    void headerCountsWhereBothAreGiven();
-    void replayIsNarrowedToo();
-    void lastThousandChunksAreKept();
-    void gapSaysHowManyAreMissed();
-    void gapIsNullForIdsThatWereNeverGiven();
-    void idsOfARestartedHostAreHigher();
-    void largeChunksLeaveTheRingByTheirSize();
-
-    void followerThatDoesNotReadIsCutOff();
-    void replayDoesNotCountAsUnreadChunks();
-
-private:
-    int post(const QByteArray &body);
-
-    /// The id that the next chunk's event gets, found by handing one over.
-    qint64 idOfAnEvent();
-
-    std::unique_ptr<HostProcess> m_host;
-    std::unique_ptr<HttpClient> m_client;
 };
-
-void ExchangeRoutesTest::init()
-{
-    m_host = std::make_unique<HostProcess>();
-    QVERIFY(m_host->start());
-    m_client = std::make_unique<HttpClient>(m_host->port());
-}
-
-void ExchangeRoutesTest::cleanup()
-{
-    m_client.reset();
-    m_host.reset();
-}
-
-int ExchangeRoutesTest::post(const QByteArray &body)
-{
-    const HttpResponse response = m_client->exchange("POST", "/exchange/chunks", {}, body);
-    return response.status == 202 ? response.json().value(QLatin1String("delivered")).toInt(-1)
-                                  : -response.status;
-}
-
-qint64 ExchangeRoutesTest::idOfAnEvent()
-{
-    EventStream stream(m_host->port());
-    post(numbered(-1));
-    return stream.next().id.toLongLong();
-}
 
 void ExchangeRoutesTest::objectIsDelivered()
 {
@@ -297,136 +215,6 @@ void ExchangeRoutesTest::chunksForOtherServicesPassBy()
     QCOMPARE(stream.next().data, QByteArray("{}"));
     QCOMPARE(stream.next().data, QByteArray("{\"exchange\":7}"));
     QCOMPARE(stream.next().event, QByteArray("delivered"));
-}
-
-void ExchangeRoutesTest::lastEventIdAndFromReplayWhatCameAfter()
-{
-    const qint64 id = idOfAnEvent();
-    QCOMPARE(post(arrayOf(3)), 3);
-    const QByteArray after = QByteArray::number(id + 1);
-    EventStream byHeader(m_host->port(), {}, {{"Last-Event-ID", after}});
-    EventStream byQuery(m_host->port(), "?from=" + after);
-    EventStream byNeither(m_host->port());
-    QCOMPARE(post(numbered(9)), 1);
-    for (EventStream *stream : {&byHeader, &byQuery}) {
-        for (const int number : {1, 2, 9})
-            QCOMPARE(numberIn(stream->next()), number);
-    }
-    QCOMPARE(numberIn(byNeither.next()), 9);
-}
-
-void ExchangeRoutesTest::headerCountsWhereBothAreGiven()
-{
-    const qint64 id = idOfAnEvent();
-    QCOMPARE(post(arrayOf(3)), 3);
-    EventStream stream(m_host->port(), "?from=" + QByteArray::number(id),
-                       {{"Last-Event-ID", QByteArray::number(id + 2)}});
-    QCOMPARE(numberIn(stream.next()), 2);
-}
-
-void ExchangeRoutesTest::replayIsNarrowedToo()
-{
-    const qint64 id = idOfAnEvent();
-    QCOMPARE(post(numbered(1)), 1);
-    QCOMPARE(m_client->exchange("DELETE", "/context/nobody").status, 404);
-    QCOMPARE(post(numbered(2)), 1);
-    EventStream stream(m_host->port(), "?only=delivered&from=" + QByteArray::number(id));
-    QCOMPARE(numberIn(stream.next()), 1);
-    QCOMPARE(numberIn(stream.next()), 2);
-}
-
-void ExchangeRoutesTest::lastThousandChunksAreKept()
-{
-    const qint64 id = idOfAnEvent();
-    QCOMPARE(post(arrayOf(keptChunks)), keptChunks);
-    EventStream stream(m_host->port(), "?from=" + QByteArray::number(id));
-    for (int i = 0; i < keptChunks; ++i) {
-        const StreamEvent event = stream.next();
-        QCOMPARE(event.id.toLongLong(), id + 1 + i);
-        QCOMPARE(numberIn(event), i);
-    }
-}
-
-void ExchangeRoutesTest::gapSaysHowManyAreMissed()
-{
-    const qint64 id = idOfAnEvent();
-    QCOMPARE(post(arrayOf(keptChunks + 5)), keptChunks + 5);
-    EventStream stream(m_host->port(), {}, {{"Last-Event-ID", QByteArray::number(id)}});
-    QCOMPARE(stream.nextBlock(), QByteArray("event: gap\ndata: {\"missed\":5}"));
-    QCOMPARE(numberIn(stream.next()), 5);
-}
-
-void ExchangeRoutesTest::gapIsNullForIdsThatWereNeverGiven()
-{
-    const qint64 id = idOfAnEvent();
-    for (const qint64 strange : {qint64(0), qint64(17), id - 2, id + 1, id + 1000}) {
-        EventStream stream(m_host->port(), "?from=" + QByteArray::number(strange));
-        QCOMPARE(stream.nextBlock(), QByteArray("event: gap\ndata: {\"missed\":null}"));
-        QCOMPARE(stream.next().id.toLongLong(), id);
-    }
-    // The newest id of all misses nothing.
-    EventStream stream(m_host->port(), "?from=" + QByteArray::number(id));
-    QCOMPARE(post(numbered(3)), 1);
-    QCOMPARE(numberIn(stream.next()), 3);
-}
-
-void ExchangeRoutesTest::idsOfARestartedHostAreHigher()
-{
-    const qint64 before = idOfAnEvent();
-    cleanup();
-    init();
-    EventStream stream(m_host->port(), {}, {{"Last-Event-ID", QByteArray::number(before)}});
-    QCOMPARE(stream.nextBlock(), QByteArray("event: gap\ndata: {\"missed\":null}"));
-    QCOMPARE(post(numbered(1)), 1);
-    QVERIFY(stream.next().id.toLongLong() > before);
-}
-
-void ExchangeRoutesTest::largeChunksLeaveTheRingByTheirSize()
-{
-    const qint64 id = idOfAnEvent();
-    const QByteArray chunk = "{\"text\":\"" + QByteArray(megabyte, 'x') + "\"}";
-    constexpr int posted = 20; // more than 16 MiB
-    for (int i = 0; i < posted; ++i)
-        QCOMPARE(post(chunk), 1);
-    EventStream stream(m_host->port(), "?from=" + QByteArray::number(id));
-    const StreamEvent gap = stream.next();
-    QCOMPARE(gap.event, QByteArray("gap"));
-    const int missed = gap.json().value(QLatin1String("missed")).toInt();
-    QCOMPARE(missed, posted - 16); // 16 of them are less than 16 MiB, 17 are more
-    QCOMPARE(stream.next().id.toLongLong(), id + 1 + missed);
-}
-
-void ExchangeRoutesTest::followerThatDoesNotReadIsCutOff()
-{
-    const HealthCounts before = healthCounts(*m_client);
-    EventStream lazy(m_host->port());
-    const QByteArray chunk = "{\"text\":\"" + QByteArray(megabyte, 'x') + "\"}";
-    // What the systems' own buffers take comes on top of the 8 MiB.
-    int posted = 0;
-    while (!m_host->log().contains("cut off") && posted < 100) {
-        QCOMPARE(post(chunk), 1);
-        ++posted;
-    }
-    QVERIFY(posted > 8);
-    QVERIFY(m_host->log().contains("cut off"));
-    QVERIFY(lazy.client().breaks());
-    QVERIFY(waitForCounts(*m_client, before));
-}
-
-void ExchangeRoutesTest::replayDoesNotCountAsUnreadChunks()
-{
-    const qint64 id = idOfAnEvent();
-    const QByteArray chunk = "{\"text\":\"" + QByteArray(megabyte, 'x') + "\"}";
-    constexpr int replayed = 12;
-    for (int i = 0; i < replayed; ++i)
-        QCOMPARE(post(chunk), 1);
-    EventStream stream(m_host->port(), "?from=" + QByteArray::number(id));
-    constexpr int later = 4;
-    for (int i = 0; i < later; ++i)
-        QCOMPARE(post(chunk), 1);
-    for (int i = 1; i <= replayed + later; ++i)
-        QCOMPARE(stream.next().id.toLongLong(), id + i);
-    QVERIFY(!m_host->log().contains("cut off"));
 }
 
 QTEST_GUILESS_MAIN(ExchangeRoutesTest)

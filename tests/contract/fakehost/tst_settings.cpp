@@ -54,6 +54,7 @@ private Q_SLOTS:
     void init() { Workstation::current()->clear(); }
     void withoutSettingsNothingIsSaid();
     void timeToLiveOfTheSystemSettingsIsSaidAtInitialize();
+    void earlierSystemFolderOverridesALaterOne();
     void userSettingsOverrideSystemSettings();
     void namedFileOverridesUserSettings();
     void namedFileWithItsExtensionInCapitalsIsIgnored();
@@ -86,6 +87,18 @@ void tst_Settings::timeToLiveOfTheSystemSettingsIsSaidAtInitialize()
 {
     workstation().writeSystemSettings(contextSetting("ttl=2"));
     QCOMPARE(linesOfInitialize(), collectorLine(120000));
+}
+
+void tst_Settings::earlierSystemFolderOverridesALaterOne()
+{
+#ifdef Q_OS_WIN
+    QSKIP("Windows has one folder of settings for all users");
+#endif
+    workstation().writeSystemSettings(contextSetting("ttl=2"));
+    workstation().writeSiteSettings(contextSetting("xml.directory=cards"));
+    QCOMPARE(linesOfInitialize(), collectorLine(120000));
+    workstation().writeSiteSettings(contextSetting("ttl=5"));
+    QCOMPARE(linesOfInitialize(), collectorLine(300000));
 }
 
 void tst_Settings::userSettingsOverrideSystemSettings()

@@ -17,17 +17,24 @@ class Workstation
 public:
     Workstation()
     {
-        qputenv("XDG_CONFIG_DIRS", QFile::encodeName(m_folder.filePath(QStringLiteral("system"))));
+        // A site's folder before the system's: on Linux a value is looked for in all of them.
+        qputenv("XDG_CONFIG_DIRS",
+                QFile::encodeName(path(QStringLiteral("site")) + QLatin1Char(':') +
+                                  path(QStringLiteral("system"))));
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_folder.filePath(QStringLiteral("user"))));
-        // On Windows no environment variable moves these folders.
+#ifdef Q_OS_WIN // where no environment variable moves these folders
         QSettings::setPath(QSettings::IniFormat, QSettings::SystemScope,
                            path(QStringLiteral("system")));
         QSettings::setPath(QSettings::IniFormat, QSettings::UserScope,
                            path(QStringLiteral("user")));
+#endif
         current() = this;
     }
 
-    ~Workstation() { current() = nullptr; }
+    ~Workstation()
+    {
+        current() = nullptr;
+    }
     Workstation(const Workstation &) = delete;
     Workstation &operator=(const Workstation &) = delete;
 
@@ -37,7 +44,15 @@ public:
         return workstation;
     }
 
-    QString path(const QString &name) const { return m_folder.filePath(name); }
+    QString path(const QString &name) const
+    {
+        return m_folder.filePath(name);
+    }
+
+    void writeSiteSettings(const QByteArray &ini)
+    {
+        write(QStringLiteral("site/Brenlo/kavo-service.ini"), ini);
+    }
 
     void writeSystemSettings(const QByteArray &ini)
     {
@@ -60,8 +75,8 @@ public:
     void clear()
     {
         qunsetenv("BR_SETTINGS_INI_FILE");
-        for (const QString &name : {QStringLiteral("system"), QStringLiteral("user")})
-            QDir(path(name)).removeRecursively();
+        for (const char *name : {"site", "system", "user"})
+            QDir(path(QString::fromLatin1(name))).removeRecursively();
     }
 
 private:

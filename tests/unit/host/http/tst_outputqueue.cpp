@@ -1,46 +1,30 @@
 #include "http/outputqueue.h"
+#include "support/connectedsocket.h"
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/read.hpp>
 
 #include <QtTest/QtTest>
 
 using namespace host;
-using boost::asio::ip::tcp;
 
 /// The queue against a real socket whose peer reads only when it is told to.
 class TestOutputQueue : public QObject
 {
     Q_OBJECT
 
-    boost::asio::io_context m_context;
-    std::unique_ptr<tcp::socket> m_peer;
-    Socket m_socket;
+    support::ConnectedSocket m_sockets;
+    Socket &m_socket = m_sockets.socket();
 
     QByteArray readFromPeer(int size)
     {
         QByteArray bytes(size, '\0');
-        boost::asio::read(*m_peer, boost::asio::buffer(bytes.data(), std::size_t(size)));
+        boost::asio::read(m_sockets.peer(), boost::asio::buffer(bytes.data(), std::size_t(size)));
         return bytes;
     }
 
 private Q_SLOTS:
-    void init()
-    {
-        QString error;
-        Socket listening = Socket::listen(QStringLiteral("127.0.0.1"), 0, &error);
-        QVERIFY2(listening.isOpen(), qPrintable(error));
-        m_peer = std::make_unique<tcp::socket>(m_context);
-        m_peer->connect({boost::asio::ip::address_v4::loopback(), listening.localPort()});
-        QTRY_VERIFY(m_socket.isOpen() || listening.accept(&m_socket) == Socket::Accepted::Yes);
-    }
-
-    void cleanup()
-    {
-        m_socket.close();
-        m_peer.reset();
-    }
+    void init() { QVERIFY(m_sockets.open()); }
+    void cleanup() { m_sockets.close(); }
 
     void aSocketWithRoomTakesAllAtOnce()
     {
@@ -80,8 +64,8 @@ private Q_SLOTS:
     void aClosedPeerIsTold()
     {
         OutputQueue queue;
-        m_peer->set_option(boost::asio::socket_base::linger(true, 0));
-        m_peer->close();
+        m_sockets.peer().set_option(boost::asio::socket_base::linger(true, 0));
+        m_sockets.peer().close();
         IoResult::Status status = IoResult::Ok;
         QTRY_VERIFY((status = sendOrQueue(m_socket, queue, {"x"})) == IoResult::Closed);
     }

@@ -1,7 +1,6 @@
 #include "http/reactor.h"
+#include "support/connectedsocket.h"
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/write.hpp>
 
 #include <QtTest/QtTest>
@@ -9,7 +8,6 @@
 #include <functional>
 
 using namespace host;
-using boost::asio::ip::tcp;
 
 namespace {
 
@@ -68,9 +66,8 @@ class TestReactor : public QObject
 {
     Q_OBJECT
 
-    boost::asio::io_context m_context;
-    std::unique_ptr<tcp::socket> m_peer;
-    Socket m_socket;
+    support::ConnectedSocket m_sockets;
+    Socket &m_socket = m_sockets.socket();
 
     static void eachReactor()
     {
@@ -80,21 +77,8 @@ class TestReactor : public QObject
     }
 
 private Q_SLOTS:
-    void init()
-    {
-        QString error;
-        Socket listening = Socket::listen(QStringLiteral("127.0.0.1"), 0, &error);
-        QVERIFY2(listening.isOpen(), qPrintable(error));
-        m_peer = std::make_unique<tcp::socket>(m_context);
-        m_peer->connect({boost::asio::ip::address_v4::loopback(), listening.localPort()});
-        QTRY_VERIFY(m_socket.isOpen() || listening.accept(&m_socket) == Socket::Accepted::Yes);
-    }
-
-    void cleanup()
-    {
-        m_socket.close();
-        m_peer.reset();
-    }
+    void init() { QVERIFY(m_sockets.open()); }
+    void cleanup() { m_sockets.close(); }
 
     void tellsWhatArrives_data() { eachReactor(); }
     void tellsWhatArrives()
@@ -104,9 +88,9 @@ private Q_SLOTS:
         const auto reactor = factory([&batches] { ++batches; });
         ReadingSink sink(m_socket);
         QVERIFY(reactor->add(m_socket.handle(), &sink));
-        boost::asio::write(*m_peer, boost::asio::buffer("hello", 5));
+        boost::asio::write(m_sockets.peer(), boost::asio::buffer("hello", 5));
         QTRY_COMPARE(sink.received, QByteArray("hello"));
-        boost::asio::write(*m_peer, boost::asio::buffer("again", 5));
+        boost::asio::write(m_sockets.peer(), boost::asio::buffer("again", 5));
         QTRY_COMPARE(sink.received, QByteArray("helloagain"));
         QVERIFY(batches > 0);
         reactor->remove(m_socket.handle());
@@ -120,8 +104,8 @@ private Q_SLOTS:
         ReadingSink sink(m_socket);
         sink.onClosed = [&] { reactor->setInterest(m_socket.handle(), false, false); };
         QVERIFY(reactor->add(m_socket.handle(), &sink));
-        boost::asio::write(*m_peer, boost::asio::buffer("last", 4));
-        m_peer->close();
+        boost::asio::write(m_sockets.peer(), boost::asio::buffer("last", 4));
+        m_sockets.peer().close();
         QTRY_VERIFY(sink.closed);
         QCOMPARE(sink.received, QByteArray("last"));
         reactor->remove(m_socket.handle());
@@ -146,7 +130,7 @@ private Q_SLOTS:
         QByteArray drain(64 * 1024, '\0');
         std::size_t drained = 0;
         while (drained < sent)
-            drained += m_peer->read_some(boost::asio::buffer(drain.data(), 65536));
+            drained += m_sockets.peer().read_some(boost::asio::buffer(drain.data(), 65536));
         QTRY_VERIFY(sink.writable);
         reactor->remove(m_socket.handle());
     }
@@ -161,7 +145,7 @@ private Q_SLOTS:
         reactor->remove(m_socket.handle());
         ReadingSink present(m_socket);
         QVERIFY(reactor->add(m_socket.handle(), &present));
-        boost::asio::write(*m_peer, boost::asio::buffer("x", 1));
+        boost::asio::write(m_sockets.peer(), boost::asio::buffer("x", 1));
         QTRY_COMPARE(present.received, QByteArray("x"));
         QVERIFY(removed.received.isEmpty());
         reactor->remove(m_socket.handle());
