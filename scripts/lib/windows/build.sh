@@ -38,7 +38,12 @@ export_wine_path() {
 test_windows() {
     export KAVO_CACHE=$kavo_cache # some tests give their programs another home
     export_wine_path
+    # A Windows of the tests' own: they write the settings that hold for all its users.
+    export KAVO_WINEPREFIX=$kavo_cache/windows-wine-tests
+    export WINEPREFIX=$KAVO_WINEPREFIX
     ensure_wine_prefix
+    # What an interrupted run may have left there.
+    rm -rf "$WINEPREFIX"/drive_c/ProgramData/Brenlo "$WINEPREFIX"/drive_c/users/*/AppData/Roaming/Brenlo
     say "testing $build under Wine"
     start_wine
     trap stop_wine EXIT
