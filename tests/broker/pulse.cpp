@@ -1,6 +1,5 @@
 #include "broker/pulse.h"
 
-#include <QtCore/QByteArray>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QThread>
 
@@ -73,12 +72,17 @@ void Pulse::stop()
         m_thread.join();
 }
 
-double Pulse::p99()
+QByteArray Pulse::summary(std::vector<qint64> micros)
 {
-    if (m_micros.empty())
-        return -1;
-    std::sort(m_micros.begin(), m_micros.end());
-    return double(m_micros.at(m_micros.size() * 99 / 100)) / 1000;
+    if (micros.empty())
+        return "no answers";
+    std::sort(micros.begin(), micros.end());
+    const auto inMs = [](qint64 time) { return QByteArray::number(double(time) / 1000, 'f', 1); };
+    const QByteArray all = "slowest " + inMs(micros.back()) + " ms of " +
+                           QByteArray::number(int(micros.size())) + " answers";
+    if (micros.size() < enough)
+        return all + " (too few for a p99)";
+    return "p99 " + inMs(micros.at(micros.size() * 99 / 100)) + " ms, " + all;
 }
 
 void Pulse::run(quint16 port)
@@ -94,7 +98,7 @@ void Pulse::run(quint16 port)
         }
         m_micros.push_back(clock.nsecsElapsed() / 1000);
         ++m_answers;
-        QThread::msleep(2);
+        QThread::msleep(1);
     }
     if (descriptor >= 0)
         ::close(descriptor);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QtCore/QByteArray>
 #include <QtCore/QtGlobal>
 
 #include <atomic>
@@ -19,10 +20,18 @@ public:
 
     static const char *path() { return "/context/pulse"; }
 
+    /// Fewer answers have no 99th percentile worth the name.
+    static constexpr int enough = 1000;
+
     void stop();
     int answers() const { return m_answers; }
     int failures() const { return m_failures; }
-    double p99(); ///< ms; after `stop`. Negative: there was no answer
+
+    /// How long each answer took, in microseconds; after `stop`.
+    const std::vector<qint64> &micros() const { return m_micros; }
+
+    /// The slowest of them, and the 99th percentile where there were enough.
+    static QByteArray summary(std::vector<qint64> micros);
 
 private:
     void run(quint16 port);

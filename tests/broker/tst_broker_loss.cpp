@@ -1,5 +1,6 @@
 #include "broker/amqpclient.h"
 #include "broker/brokerhost.h"
+#include "broker/pulse.h"
 #include "support/deadline.h"
 
 #include <QtCore/QJsonDocument>
@@ -69,7 +70,29 @@ public:
         return int(m_seen.size());
     }
 
-    int duplicates() const { return m_total - distinct(); }
+    // Every number that came more than once, with how often, neighbours together: "7-9 (2 times)".
+    QByteArray duplicates() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        QByteArray text;
+        for (auto it = m_seen.begin(); it != m_seen.end();) {
+            const auto first = it;
+            int last = first->first;
+            for (++it; it != m_seen.end(); ++it, ++last) {
+                if (it->first != last + 1 || it->second != first->second)
+                    break;
+            }
+            if (first->second < 2)
+                continue;
+            text += (text.isEmpty() ? "" : ", ") + QByteArray::number(first->first);
+            if (last > first->first)
+                text += '-' + QByteArray::number(last);
+            text += " (" + QByteArray::number(first->second) + " times)";
+        }
+        return text;
+    }
+
+    int surplus() const { return m_total - distinct(); }
 
     // How often a number came for the first time after a higher one had: lost order.
     int disordered() const { return m_disordered; }
@@ -77,9 +100,9 @@ public:
 private:
     void note(const AmqpMessage &message)
     {
-        const QJsonObject data = message.json().value(QLatin1String("data")).toObject();
-        const int number =
-            data.value(QLatin1String("data")).toObject().value(QLatin1String("n")).toInt(-1);
+        const int number = numberIn(message);
+        if (number < 0)
+            return; // of the other context
         const std::lock_guard<std::mutex> lock(m_mutex);
         ++m_total;
         if (m_seen[number]++ == 0) {
@@ -122,6 +145,12 @@ void BrokerLossTest::everyChunkIsHandledAndEveryEventArrives()
         QCOMPARE(client.declareQueue("events"), QByteArray("events"));
         QVERIFY(client.bind("events", "kavo-context-events", "ws1.context-changed"));
     }
+    QCOMPARE(HttpClient(host->port()).exchange("PUT", Pulse::path(), {}, "{}").status, 201);
+    auto pulse = std::make_unique<Pulse>(host->port());
+    QTRY_VERIFY(pulse->answers() >= Pulse::enough);
+    pulse->stop();
+    const QByteArray before = Pulse::summary(pulse->micros());
+    pulse = std::make_unique<Pulse>(host->port());
     std::atomic<int> confirmed{0};
     EventReader reader;
     std::thread readerThread([&] { reader.run(broker.port(), "events"); });
@@ -144,22 +173,37 @@ void BrokerLossTest::everyChunkIsHandledAndEveryEventArrives()
     isWell = isWell && passed(55) &&
              broker.control({QStringLiteral("close_all_connections"), QStringLiteral("cut")});
     isWell = isWell && passed(70) && waitForBroker(host->port());
+    pulse->stop();
+    int failures = pulse->failures();
+    std::vector<qint64> micros = pulse->micros();
     host.reset(); // ends it as an administrator does, and checks its exit status
     isWell = isWell && passed(85);
     host = std::make_unique<HostProcess>(setup);
-    isWell = isWell && host->start() && passed(100);
+    isWell = isWell && host->start();
+    HttpClient(host->port()).exchange("PUT", Pulse::path(), {}, "{}");
+    pulse = std::make_unique<Pulse>(host->port());
+    isWell = isWell && passed(100);
     const bool hasAll =
         isWell && waitUntil([&] { return reader.distinct() >= chunks; }, longPatience);
+
+    pulse->stop();
+    failures += pulse->failures();
+    micros.insert(micros.end(), pulse->micros().begin(), pulse->micros().end());
 
     confirmed = chunks; // ends the publisher also after a failure
     publisherThread.join();
     reader.end();
     readerThread.join();
-    qInfo("%d numbers arrived, and %d duplicates", reader.distinct(), reader.duplicates());
+    qInfo("%d numbers arrived; %d messages were duplicates: %s", reader.distinct(),
+          reader.surplus(), reader.duplicates().constData());
+    qInfo("HTTP before: %s", before.constData());
+    qInfo("HTTP during: %s", Pulse::summary(micros).constData());
     QVERIFY2(isWell, host ? host->log().constData() : "no host");
     QVERIFY2(hasAll, host ? host->log().constData() : "no host");
     QCOMPARE(reader.distinct(), chunks);
     QCOMPARE(reader.disordered(), 0);
+    QCOMPARE(failures, 0);
+    QVERIFY(int(micros.size()) >= Pulse::enough);
 }
 
 void BrokerLossTest::whatWaitsForAnAbsentBrokerArrivesInOrder()
@@ -177,13 +221,8 @@ void BrokerLossTest::whatWaitsForAnAbsentBrokerArrivesInOrder()
     broker.kill();
     QVERIFY(waitForBroker(host.port(), QStringLiteral("connecting")));
     constexpr int local = 300;
-    HttpClient http(host.port());
     for (int i = 0; i < local; ++i)
-        QCOMPARE(http.exchange("POST", "/exchange/chunks", {},
-                               R"({"exchange":"kavo-context-rpc-set","body":{"_id":"n","n":)" +
-                                   QByteArray::number(i) + "}}")
-                     .status,
-                 202);
+        QVERIFY(postNumbers(host.port(), i, i));
     QVERIFY(broker.start());
     QVERIFY(waitForBroker(host.port()));
     AmqpClient client(broker.port());
@@ -191,14 +230,7 @@ void BrokerLossTest::whatWaitsForAnAbsentBrokerArrivesInOrder()
     for (int i = 0; i < local; ++i) {
         const auto event = client.next();
         QVERIFY(event);
-        QCOMPARE(event->json()
-                     .value(QLatin1String("data"))
-                     .toObject()
-                     .value(QLatin1String("data"))
-                     .toObject()
-                     .value(QLatin1String("n"))
-                     .toInt(-1),
-                 i);
+        QCOMPARE(numberIn(*event), i);
     }
 }
 
