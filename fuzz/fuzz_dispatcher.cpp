@@ -6,6 +6,7 @@
 #include "chunk/chunkbehaviour.h"
 #include "chunk/chunkbehaviours.h"
 #include "chunk/chunklistener.h"
+#include "common/parsejson.h"
 #include "context/contextservice.h"
 #include "context/fileservice.h"
 #include "fhir/coding.h"
@@ -27,29 +28,7 @@
 #include <cstdlib>
 #include <plugin/chunkpublisher.h>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define KAVO_HAS_LEAK_SANITIZER
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define KAVO_HAS_LEAK_SANITIZER
-#endif
-#endif
-
-#ifdef KAVO_HAS_LEAK_SANITIZER
-#include <sanitizer/lsan_interface.h>
-#endif
-
 namespace {
-
-/// Of two members of one name, Qt 5.15's parser forgets to release the first when it is an object
-/// or an array. Only what the parser takes is left out of the search for leaks.
-QJsonDocument parseAlone(const QByteArray &text)
-{
-#ifdef KAVO_HAS_LEAK_SANITIZER
-    const __lsan::ScopedDisabler parserOnly;
-#endif
-    return QJsonDocument::fromJson(text);
-}
 
 class SwallowingPublisher final : public ChunkPublisher
 {
@@ -187,7 +166,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     static CardFolder folder;
     const QJsonDocument document =
-        parseAlone(QByteArray::fromRawData(reinterpret_cast<const char *>(data), int(size)));
+        common::parseJson(QByteArray::fromRawData(reinterpret_cast<const char *>(data), int(size)));
     const QJsonArray chunks =
         document.isArray() ? document.array() : QJsonArray{QJsonValue(document.object())};
     if (document.isNull())

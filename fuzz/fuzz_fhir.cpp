@@ -1,8 +1,8 @@
 // The FHIR readers on any JSON, and what must hold of everything they read: reading never fails,
 // a copy equals its original, and a coding survives being written.
 
+#include "common/parsejson.h"
 #include "fhir/documentreference.h"
-#include "parsejson.h"
 
 #include <QtCore/QLoggingCategory>
 #include <cstddef>
@@ -61,7 +61,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     }();
     Q_UNUSED(quiet)
 
-    const QJsonObject object = parseJson(data, size).object(); // empty when it is none
+    const QByteArray text(reinterpret_cast<const char *>(data), static_cast<int>(size));
+    const QJsonObject object = common::parseJson(text).object(); // empty when it is none
 
     domain::DocumentReference document;
     fromJson(document, object);

@@ -1,5 +1,6 @@
 #include "http/contextcontroller.h"
 
+#include "common/parsejson.h"
 #include "context/contextservice.h"
 #include "http/answer.h"
 #include "http/logging.h"
@@ -59,7 +60,7 @@ void ContextController::handleGet()
 void ContextController::handlePut()
 {
     qCDebug(controllerLog) << "Setting context" << m_contextId << ".";
-    const QJsonDocument posted = QJsonDocument::fromJson(m_request->body());
+    const QJsonDocument posted = common::parseJson(m_request->body());
     const int status = m_contexts->context(m_contextId).isNull() ? 201 : 200;
     const QJsonValue merged = m_contexts->updateContext(m_contextId, posted.object());
     // What was merged is not always what is stored: a change empties the stored matching items.

@@ -1,5 +1,6 @@
 #include "http/contextcreatecontroller.h"
 
+#include "common/parsejson.h"
 #include "context/contextservice.h"
 #include "http/answer.h"
 
@@ -41,7 +42,7 @@ QJsonObject ContextCreateController::postedObject()
     const bool isLatin1 =
         m_request->header(contentTypeHeader()).contains(QLatin1String("charset=ISO-8859-1"));
     QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(
+    const QJsonDocument document = common::parseJson(
         isLatin1 ? QString::fromLatin1(body.constData(), body.size()).toUtf8() : body, &error);
     if (error.error != QJsonParseError::NoError) {
         const QString text = error.errorString();

@@ -1,5 +1,6 @@
 #include "http/contextcredentialscontroller.h"
 
+#include "common/parsejson.h"
 #include "http/answer.h"
 
 #include <QtCore/QJsonDocument>
@@ -58,7 +59,7 @@ void ContextCredentialsController::handle()
     if (m_method != Request::Post)
         return;
     qCDebug(log) << "Publish credential for context" << m_contextId << ".";
-    const QJsonArray entries = QJsonDocument::fromJson(m_request->body()).array();
+    const QJsonArray entries = common::parseJson(m_request->body()).array();
     publishReset();
     publishEntries(entries);
     // The client is not told whether its entries were complete.

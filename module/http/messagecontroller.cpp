@@ -1,5 +1,6 @@
 #include "http/messagecontroller.h"
 
+#include "common/parsejson.h"
 #include "http/answer.h"
 #include "message/messageservice.h"
 #include "message/messagestructure.h"
@@ -25,7 +26,7 @@ void MessageController::handle()
 {
     qCDebug(log) << "Processing Message update request";
     QJsonArray array;
-    if (arrayFromDocument(QJsonDocument::fromJson(m_request->body()), array)) {
+    if (arrayFromDocument(common::parseJson(m_request->body()), array)) {
         QStringList ids;
         stringListFromArray(array, ids);
         m_messages->removeMessages(ids);
