@@ -17,8 +17,8 @@ public:
         m_ids.reserve(static_cast<std::size_t>(capacity));
         if (capacity <= Few)
             return;
-        std::size_t slots = 2 * Few;
-        while (slots < 2 * static_cast<std::size_t>(capacity))
+        std::size_t slots = Few;
+        while (slots / 2 < static_cast<std::size_t>(capacity))
             slots *= 2;
         m_slots.resize(slots, Free);
     }

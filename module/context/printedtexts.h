@@ -24,7 +24,7 @@ public:
         constexpr int Overhead = 200; // of an entry, about
         const int cost =
             text.size() < MaximumBytes - Overhead ? text.size() + Overhead : MaximumBytes;
-        const QByteArray kept = exactCopy(text);
+        QByteArray kept = exactCopy(text);
         m_texts.insert(id, std::make_unique<QByteArray>(kept).release(), cost);
         return kept;
     }
