@@ -46,6 +46,7 @@ private:
 
 QByteArray ShutdownTest::storedLarge(HttpClient *client)
 {
+    client->setPatience(4 * patience);
     const QByteArray json = "{\"text\":\"" + QByteArray(largeSize, 'x') + "\"}";
     return client->exchange("PUT", "/context/large", {}, json).body;
 }

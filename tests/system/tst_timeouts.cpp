@@ -49,10 +49,12 @@ QByteArray uploadHead()
 // More than the systems' own buffers take, so that its reader's silence is felt.
 constexpr int largeSize = 30 * 1000 * 1000;
 
-bool storeLarge(HttpClient *client)
+bool storeLarge(quint16 port)
 {
+    HttpClient client(port);
+    client.setPatience(4 * patience);
     const QByteArray json = "{\"text\":\"" + QByteArray(largeSize, 'x') + "\"}";
-    return client->exchange("PUT", "/context/large", {}, json).status == 201;
+    return client.exchange("PUT", "/context/large", {}, json).status == 201;
 }
 
 Outcome readOutcome(HttpClient *client, const QElapsedTimer &clock)
@@ -196,14 +198,16 @@ Outcome quietStream(quint16 port)
 Outcome lazyReader(quint16 port)
 {
     HttpClient watching(port);
+    const auto waitForConnections = [&watching](int count) {
+        return waitUntil([&] { return healthCounts(watching).connections == count; });
+    };
     Outcome outcome;
-    outcome.wentAsPlanned = storeLarge(&watching);
+    outcome.wentAsPlanned = waitForConnections(1);
     HttpClient lazy(port);
     QElapsedTimer clock;
     clock.start();
     lazy.send(requestBytes("GET", "/context/large"));
-    outcome.wentAsPlanned =
-        waitUntil([&] { return healthCounts(watching).connections == 2; }) && outcome.wentAsPlanned;
+    outcome.wentAsPlanned = waitForConnections(2) && outcome.wentAsPlanned;
     while (healthCounts(watching).connections != 1 && clock.elapsed() < 2 * progressTime / 1ms)
         sleep(200ms);
     outcome.time = std::chrono::milliseconds(clock.elapsed());
@@ -217,7 +221,6 @@ Outcome slowReader(quint16 port)
 {
     HttpClient client(port);
     Outcome outcome;
-    outcome.wentAsPlanned = storeLarge(&client);
     client.send(requestBytes("GET", "/context/large"));
     outcome.response = client.readHead();
     const int size = outcome.response.field("Content-Length").toInt();
@@ -271,6 +274,8 @@ void TimeoutsTest::initTestCase()
     m_lazyReadersHost = std::make_unique<HostProcess>();
     QVERIFY(m_host->start());
     QVERIFY(m_lazyReadersHost->start());
+    QVERIFY(storeLarge(m_host->port()));
+    QVERIFY(storeLarge(m_lazyReadersHost->port()));
     start("lazy reader", lazyReader, *m_lazyReadersHost);
     start("slow reader", slowReader, *m_host);
     start("poll", waitingPoll, *m_host);
