@@ -75,7 +75,7 @@ void Connection::receive(bool peerClosed)
     while (m_state != State::Closed) {
         if (isReadingAhead() && m_in.size() >= m_core.limits.pipelined) {
             m_isReadingPaused = true;
-            m_core.reactor->setInterest(m_socket.handle(), false, !m_out.isEmpty());
+            updateInterest();
             if (peerClosed)
                 onPeerClosed();
             return;
@@ -398,7 +398,7 @@ void Connection::send(std::initializer_list<QByteArray> pieces)
     if (status == IoResult::Closed)
         cutOff();
     else if (status == IoResult::WouldBlock)
-        m_core.reactor->setInterest(m_socket.handle(), !m_isReadingPaused, true);
+        updateInterest();
 }
 
 void Connection::flush()
@@ -412,7 +412,7 @@ void Connection::flush()
             m_core.progressDeadlines.restart(*this, m_core.now());
         return;
     }
-    m_core.reactor->setInterest(m_socket.handle(), !m_isReadingPaused, false);
+    updateInterest();
     if (m_state == State::Flushing)
         afterAnswer();
 }
@@ -456,10 +456,9 @@ void Connection::resume()
         return;
     if (m_isCutOff)
         return close();
-    if (m_isReadingPaused && !isReadingAhead()) {
+    if (!isReadingAhead())
         m_isReadingPaused = false;
-        m_core.reactor->setInterest(m_socket.handle(), true, !m_out.isEmpty());
-    }
+    updateInterest();
     if (!m_in.isEmpty() && !isReadingAhead())
         feed(nullptr, 0);
     if (!isScheduled)
@@ -476,7 +475,13 @@ void Connection::onPeerClosed()
     if (m_state != State::Flushing)
         return close();
     m_isReadingPaused = true;
-    m_core.reactor->setInterest(m_socket.handle(), false, true);
+    updateInterest();
+}
+
+void Connection::updateInterest()
+{
+    m_core.reactor->setInterest(m_socket.handle(), !m_isReadingPaused && !isScheduled,
+                                !m_out.isEmpty());
 }
 
 void Connection::refuse(const Refusal &refusal, const RequestHead *head)

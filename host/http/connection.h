@@ -36,6 +36,11 @@ public:
     /// a controller's call.
     void resume();
 
+    /// Tells the reactor what this connection is waiting for. One that is scheduled reads nothing
+    /// until its turn: what has arrived would be announced again and again, and on Windows nothing
+    /// else would get its turn before that.
+    void updateInterest();
+
     void onDeadline();
 
     /// Answers a waiting request 503, ends a stream, closes an idle connection.

@@ -1,5 +1,6 @@
 #include "http/reactor.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QSocketNotifier>
 #include <QtCore/QTimer>
 
@@ -104,11 +105,23 @@ private:
             ready.*news = true;
             sink->onReady(ready);
             m_afterBatch();
+#ifdef Q_OS_WIN
+            givePostedEventsTheirTurn();
+#endif
         });
         return made;
     }
 
 #ifdef Q_OS_WIN
+    // There Qt delivers posted events, timers of no interval among them, only when no message
+    // waits; with clients that never pause that would be never.
+    void givePostedEventsTheirTurn()
+    {
+        constexpr int turn = 64;
+        if (++m_notices % turn == 0)
+            QCoreApplication::sendPostedEvents();
+    }
+
     // Notifiers say nothing about a socket that is not being read, and Windows now and then nothing
     // about a connection that broke off between two of their signals.
     void sweep()
@@ -131,6 +144,7 @@ private:
     }
 
     QTimer m_sweep;
+    quint32 m_notices = 0;
 #endif
 
     std::unordered_map<SocketHandle, Watch> m_watches;

@@ -77,6 +77,7 @@ void ServerCore::schedule(Connection *connection)
     if (connection->isScheduled)
         return;
     connection->isScheduled = true;
+    connection->updateInterest();
     m_scheduled.push_back(connection);
     wake();
 }
