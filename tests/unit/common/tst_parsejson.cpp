@@ -2,144 +2,13 @@
 #include "common/parsejson.h"
 #include "common/repeatedkeys.h"
 #include "support/plainjson.h"
+#include "support/randomjsontexts.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
-#include <QtCore/QRandomGenerator>
 #include <QtTest/QtTest>
 
-#if defined(__GLIBC__) && !defined(KAVO_LEAKS_ARE_FOUND)
-#include <malloc.h>
-#if __GLIBC_PREREQ(2, 33)
-#define KAVO_MEMORY_IS_COUNTED
-#endif
-#endif
-
 namespace {
-
-/// JSON texts, mostly, whose objects have few names for many members. The same seed gives the same
-/// texts everywhere.
-class RandomTexts
-{
-public:
-    explicit RandomTexts(quint32 seed)
-        : m_random(seed)
-    {
-    }
-
-    int below(int bound) { return m_random.bounded(bound); }
-
-    QByteArray text()
-    {
-        constexpr int Depth = 5;
-        const QByteArray begin = below(20) == 0 ? QByteArray("\xef\xbb\xbf") : blanks();
-        return begin + (below(4) == 0 ? array(Depth) : object(Depth)) + blanks();
-    }
-
-    /// With a few bytes changed, taken out, put in or copied from elsewhere.
-    QByteArray mutated(QByteArray text)
-    {
-        for (int i = 1 + below(3); i > 0 && !text.isEmpty(); --i) {
-            const int at = below(text.size());
-            switch (below(5)) {
-            case 0:
-                text[at] = char(below(256));
-                break;
-            case 1:
-                text.remove(at, 1 + below(4));
-                break;
-            case 2:
-                text.insert(at, oneOf("{}[],:\"\\01e.-nutfl \xc3\xa4\xff"));
-                break;
-            case 3:
-                text.insert(at, text.mid(below(text.size()), below(20)));
-                break;
-            default:
-                text.truncate(at + 1);
-                break;
-            }
-        }
-        return text;
-    }
-
-private:
-    char oneOf(const QByteArray &bytes) { return bytes.at(below(bytes.size())); }
-
-    QByteArray blanks()
-    {
-        return below(4) == 0 ? QByteArray(below(9), oneOf(" \t\r\n")) : QByteArray();
-    }
-
-    QByteArray key()
-    {
-        static const QByteArrayList keys{
-            "a",
-            "b",
-            "",
-            "aa",
-            "\\u0061",
-            "\\u0061a",
-            "\\n",
-            "\xc3\xa4",
-            "\\u00e4",
-            "\xef\xbf\xbd",
-            "\\ufffd",
-            "\xf0\x9f\x98\x80",
-            "\\ud83d\\ude00",
-            "\\ud83d",
-            QByteArray("a\0b", 3),
-            QByteArray("a\0c", 3),
-            QByteArray("\0", 1),
-            "\\u0000",
-            "\\\"",
-            "a key that is longer than sixteen bytes",
-            "{\\\\[",
-        };
-        // Mostly plain ones: an object with a doubtful one always takes the long way.
-        const int count = below(3) == 0 ? keys.size() : 4;
-        return '"' + keys.at(below(count)) + '"';
-    }
-
-    QByteArray scalar()
-    {
-        static const QByteArrayList scalars{
-            "0",           "-1.5e3",  "1.",       ".5",        "9007199254740993",
-            "1e400",       "-",       "true",     "false",     "null",
-            "nul",         "\"\"",    "\"x\"",    "\"\\u12\"", "\"\\x\"",
-            "\"\\ud800\"", "\"{[:\"", "\"\xff\"", "\"\\\"}\"", "",
-            "00",
-        };
-        // Those that are none end the parsing: rarely.
-        return below(30) == 0 ? scalars.at(below(scalars.size())) : scalars.at(below(4));
-    }
-
-    QByteArray value(int depth)
-    {
-        const int kind = depth > 0 ? below(6) : 5;
-        return kind < 2 ? object(depth - 1) : kind == 2 ? array(depth - 1) : scalar();
-    }
-
-    QByteArray object(int depth)
-    {
-        QByteArray made = "{";
-        const int count = below(12) == 0 ? below(50) : below(6);
-        for (int i = 0; i < count; ++i) {
-            made += (i == 0 ? "" : ",") + blanks() + key() + blanks() + ':' + blanks() +
-                    value(depth) + blanks();
-        }
-        return made + (below(300) == 0 ? ",}" : "}");
-    }
-
-    QByteArray array(int depth)
-    {
-        QByteArray made = "[" + blanks();
-        for (int i = below(5); i > 0; --i)
-            made += value(depth) + blanks() + (i == 1 ? "" : ",");
-        return made + ']';
-    }
-
-    QRandomGenerator m_random;
-};
 
 bool isParsedAlike(const QByteArray &text)
 {
@@ -166,9 +35,6 @@ private Q_SLOTS:
     void randomTextsAreParsedLikeByQt();
     void deepTextsAreParsedLikeByQt();
     void errorMayBeLeftOut();
-#ifdef KAVO_MEMORY_IS_COUNTED
-    void losesNoMemory();
-#endif
 };
 
 void ParseJsonTest::clearsWhatIsLost_data()
@@ -238,7 +104,8 @@ void ParseJsonTest::isParsedLikeByQt_data()
     const auto row = [](const char *name, const QByteArray &text) { QTest::newRow(name) << text; };
     row("a mark of three bytes is no text", "\xef\xbb\xbf");
     row("a mark before a text", "\xef\xbb\xbf{\"a\":[],\"a\":[1]}");
-    row("names alike up to a NUL byte", QByteArray("{\"a\0b\":[1],\"a\0c\":[2],\"a\":[3]}", 31));
+    row("names alike up to a NUL byte",
+        QByteArray(R"({"a?b":[1],"a?c":[2],"a":[3]})").replace('?', '\0'));
     row("an empty name", R"({"":[1],"":{"":[2],"":[3]}})");
     row("ends in a name", R"({"a":[1],"a)");
     row("ends in an escape", R"({"a":[1],"a":"\)");
@@ -268,11 +135,11 @@ void ParseJsonTest::isParsedLikeByQt()
 
 void ParseJsonTest::randomTextsAreParsedLikeByQt()
 {
-    RandomTexts random(7);
+    support::RandomJsonTexts random(7);
     int valid = 0;
     int cleared = 0;
     int clearedBeforeAnError = 0;
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < 10000; ++i) {
         QByteArray text = random.text();
         if (i % 2)
             text = random.mutated(text);
@@ -288,9 +155,9 @@ void ParseJsonTest::randomTextsAreParsedLikeByQt()
         clearedBeforeAnError += isCleared && !isValid ? 1 : 0;
     }
     // Or the texts were none that matter.
-    QVERIFY2(valid > 5000 && valid < 19000, QByteArray::number(valid).constData());
-    QVERIFY2(cleared > 4000, QByteArray::number(cleared).constData());
-    QVERIFY2(clearedBeforeAnError > 500, QByteArray::number(clearedBeforeAnError).constData());
+    QVERIFY2(valid > 2500 && valid < 9500, QByteArray::number(valid).constData());
+    QVERIFY2(cleared > 2000, QByteArray::number(cleared).constData());
+    QVERIFY2(clearedBeforeAnError > 250, QByteArray::number(clearedBeforeAnError).constData());
 }
 
 void ParseJsonTest::deepTextsAreParsedLikeByQt()
@@ -313,31 +180,6 @@ void ParseJsonTest::errorMayBeLeftOut()
              (QJsonObject{{QStringLiteral("a"), QJsonArray{2}}}));
     QVERIFY(common::parseJson("{").isNull());
 }
-
-#ifdef KAVO_MEMORY_IS_COUNTED
-void ParseJsonTest::losesNoMemory()
-{
-    RandomTexts random(11);
-    QByteArrayList texts;
-    for (int i = 0; i < 200; ++i) {
-        const QByteArray text = random.text();
-        texts.append(i % 2 ? random.mutated(text) : text);
-    }
-    const auto parseAll = [&texts](int rounds) {
-        for (int i = 0; i < rounds; ++i) {
-            for (const QByteArray &text : qAsConst(texts))
-                common::parseJson(text);
-        }
-    };
-    constexpr int Rounds = 200;
-    parseAll(Rounds / 10); // the allocator keeps a little for the next time
-    const auto before = static_cast<qint64>(mallinfo2().uordblks);
-    parseAll(Rounds);
-    const qint64 grown = static_cast<qint64>(mallinfo2().uordblks) - before;
-    constexpr int SmallestLoss = 90; // an array of one number
-    QVERIFY2(grown < Rounds * SmallestLoss, QByteArray::number(grown).constData());
-}
-#endif
 
 QTEST_APPLESS_MAIN(ParseJsonTest)
 #include "tst_parsejson.moc"
