@@ -4,6 +4,7 @@
 #include "context/contextservice.h"
 
 #include <QtCore/QJsonArray>
+#include <QtCore/QStringList>
 
 RemoveAttachmentsBehaviour::RemoveAttachmentsBehaviour(ContextService *contexts)
     : m_contexts(contexts)
@@ -21,6 +22,8 @@ void RemoveAttachmentsBehaviour::accept(const ChunkEnvelope &chunk)
     const QJsonObject body = chunk.body();
     const QString contextId = body.value(QLatin1String("context")).toString();
     const QJsonArray attachments = body.value(QLatin1String("attachments")).toArray();
+    QStringList names;
     for (const QJsonValue &attachment : attachments)
-        m_contexts->removeFile(contextId, attachment.toString());
+        names.append(attachment.toString());
+    m_contexts->removeFiles(contextId, names);
 }

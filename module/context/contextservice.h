@@ -69,6 +69,9 @@ public:
                  const domain::Coding &coding);
     void removeFile(const QString &id, const QString &name);
 
+    /// One after the other, each announced by itself, without reading the list again for each.
+    void removeFiles(const QString &id, const QStringList &names);
+
     /// Null when the file is unknown; empty but not null for a file of no bytes.
     QByteArray fileContent(const QString &id, const QString &name) const;
 

@@ -8,6 +8,44 @@
 #include <QtCore/QDebug>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
+#include <QtCore/QStringList>
+
+namespace {
+
+/// A list of attachments with the file name of each, which takes long to find out.
+class NamedAttachments
+{
+public:
+    const QJsonArray &entries() const { return m_entries; }
+
+    /// Mostly these are the entries still; whoever heard of a change may have made others of them.
+    void follow(const QJsonArray &entries)
+    {
+        if (entries == m_entries)
+            return;
+        m_entries = entries;
+        m_names.clear();
+        for (const QJsonValue &entry : entries)
+            m_names.append(attachmentFileName(entry));
+    }
+
+    /// All entries of that name. False when there was none.
+    bool remove(const QString &name)
+    {
+        const int before = m_entries.size();
+        for (int i = m_names.lastIndexOf(name); i >= 0; i = m_names.lastIndexOf(name)) {
+            m_entries.removeAt(i);
+            m_names.removeAt(i);
+        }
+        return m_entries.size() < before;
+    }
+
+private:
+    QJsonArray m_entries;
+    QStringList m_names;
+};
+
+} // namespace
 
 void ContextService::addFile(const QString &id, const QString &name, const QByteArray &bytes,
                              const domain::Coding &coding)
@@ -52,17 +90,20 @@ bool ContextService::listFile(const QString &id, const QJsonObject &entry)
 
 void ContextService::removeFile(const QString &id, const QString &name)
 {
-    markUsed(id);
-    const QJsonArray attachments =
-        m_contexts.value(id).toObject().value(QLatin1String("attachments")).toArray();
-    QJsonArray kept;
-    for (const QJsonValue &entry : attachments) {
-        if (attachmentFileName(entry) == name)
+    removeFiles(id, {name});
+}
+
+void ContextService::removeFiles(const QString &id, const QStringList &names)
+{
+    NamedAttachments attachments;
+    for (const QString &name : names) {
+        markUsed(id);
+        const QJsonObject context = m_contexts.value(id).toObject();
+        attachments.follow(context.value(QLatin1String("attachments")).toArray());
+        if (attachments.remove(name))
             m_files->remove(FileService::fileKey(id, name));
-        else
-            kept.append(entry);
+        updateContext(id, QJsonObject{{QStringLiteral("attachments"), attachments.entries()}});
     }
-    updateContext(id, QJsonObject{{QStringLiteral("attachments"), kept}});
 }
 
 QByteArray ContextService::fileContent(const QString &id, const QString &name) const

@@ -64,6 +64,8 @@ private Q_SLOTS:
     void listThatSomebodyHoldsStaysAsItWas();
 
     void removedFileIsGone();
+    void filesRemovedTogetherAreToldOfOneByOne();
+    void filesRemovedTogetherFollowTheListAsItIsNow();
     void otherFilesStay();
     void nameThatIsListedTwiceIsRemovedTwice();
     void nameIsFoundInTheUrl_data();
@@ -299,6 +301,56 @@ void TestContextFiles::removedFileIsGone()
     QVERIFY(f.service->fileContent(Id, Name).isNull());
     QCOMPARE(f.service->context(Id), QJsonValue(object(R"({"_id":"id","attachments":[]})")));
     QCOMPARE(f.steps, QStringList{QStringLiteral("contextChanged")});
+}
+
+void TestContextFiles::filesRemovedTogetherAreToldOfOneByOne()
+{
+    const QJsonArray twice{entryWithUrl(QStringLiteral("/context/id/file/c")),
+                           entryWithUrl(QStringLiteral("/context/id/file/d")),
+                           entryWithUrl(QStringLiteral("/x/c")), 7};
+    const QStringList names{QStringLiteral("b"), QStringLiteral("none"), QStringLiteral("c"),
+                            QStringLiteral("b"), QStringLiteral("a")};
+    ContextFixture one;
+    ContextFixture other;
+    for (ContextFixture *f : {&one, &other}) {
+        f->service->setContext(Id, QJsonObject{{QStringLiteral("attachments"), twice}});
+        for (const char *name : {"a", "b", "c"})
+            f->service->addFile(Id, QLatin1String(name), name, coding());
+        f->forget();
+    }
+    QVector<support::LogLine> lines;
+    {
+        const support::LogCapture log;
+        one.service->removeFiles(Id, names);
+        lines = log.lines();
+    }
+    const support::LogCapture log;
+    for (const QString &name : names)
+        other.service->removeFile(Id, name);
+    QCOMPARE(lines, log.lines());
+    QCOMPARE(one.changed, other.changed);
+    QCOMPARE(one.changed.size(), 3);
+    QCOMPARE(one.publisher.chunks(), other.publisher.chunks());
+    QCOMPARE(attachedUrls(one.service->context(Id)),
+             (QStringList{QStringLiteral("/context/id/file/d"), QString()}));
+    for (const char *name : {"a", "b", "c"})
+        QVERIFY(!one.files.contains(FileService::fileKey(Id, QLatin1String(name))));
+}
+
+void TestContextFiles::filesRemovedTogetherFollowTheListAsItIsNow()
+{
+    ContextFixture f;
+    for (const char *name : {"a", "b"})
+        f.service->addFile(Id, QLatin1String(name), name, coding());
+    bool isFirst = true;
+    connect(f.service.get(), &ContextService::contextChanged, this, [&] {
+        if (std::exchange(isFirst, false))
+            f.service->addFile(Id, QStringLiteral("c"), "c", coding());
+    });
+    f.service->removeFiles(Id, {QStringLiteral("a"), QStringLiteral("c")});
+    QCOMPARE(attachedUrls(f.service->context(Id)),
+             QStringList{QStringLiteral("/context/id/file/b")});
+    QVERIFY(!f.files.contains(QStringLiteral("id_c")));
 }
 
 void TestContextFiles::otherFilesStay()
