@@ -125,7 +125,8 @@ private:
 
     bool readChunks(QByteArray *body)
     {
-        static const QRegularExpression sizeLine(QStringLiteral("^([0-9A-Fa-f]+)(;.*)?$"));
+        // Blanks before an extension are bad style, but a server has to put up with them.
+        static const QRegularExpression sizeLine(QStringLiteral("^([0-9A-Fa-f]+)([ \\t]*;.*)?$"));
         QByteArray line;
         for (;;) {
             if (!readLine(&line))

@@ -109,6 +109,8 @@ void HttpMessagesTest::chunkedBodyIsDecoded_data()
     QTest::newRow("capital digits") << QByteArray("A\r\n{\"a\":1   }\r\n0\r\n\r\n");
     QTest::newRow("leading zeros") << QByteArray("0007\r\n{\"a\":1}\r\n000\r\n\r\n");
     QTest::newRow("extensions") << QByteArray("7;x;y=1;z=\"q, ;\"\r\n{\"a\":1}\r\n0;last\r\n\r\n");
+    QTest::newRow("blanks around extensions")
+        << QByteArray("7 ; x ; y = 1\r\n{\"a\":1}\r\n0\t;last\r\n\r\n");
     QTest::newRow("trailers") << QByteArray(
         "7\r\n{\"a\":1}\r\n0\r\nX-Sum: 1\r\nDate: today\r\n\r\n");
 }
