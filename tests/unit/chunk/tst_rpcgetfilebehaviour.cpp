@@ -42,6 +42,8 @@ private Q_SLOTS:
     void dataIsAddedToTheEntryAsItStands_data();
     void dataIsAddedToTheEntryAsItStands();
     void fileNameOfTheUrlIsReadAsAUserTypesIt();
+    void entriesOfOneFileAreAnsweredEachAsItStands();
+    void fileListedTooOftenIsNotAnswered();
     void emptyAndUnknownFilesGiveEmptyData();
     void unknownContextIsAnsweredWithNothing();
     void referenceThatIsNoObjectFiltersNothing();
@@ -201,6 +203,49 @@ void tst_RpcGetFileBehaviour::fileNameOfTheUrlIsReadAsAUserTypesIt()
     };
     QCOMPARE(data(0), QJsonValue(QString::fromLatin1(QByteArray("decoded").toBase64())));
     QCOMPARE(data(1), QJsonValue(QString::fromLatin1(QByteArray("literal").toBase64())));
+}
+
+void tst_RpcGetFileBehaviour::entriesOfOneFileAreAnsweredEachAsItStands()
+{
+    Stores stores;
+    stores.put("a", R"({"attachments":[
+        {"id":"1","content":{"attachment":{"url":"/context/a/file/x"}}},
+        {"id":"2","content":{"attachment":{"url":"/context/a/file/x"},"format":{"code":"f"}}},
+        {"id":"3","content":{"attachment":{"url":"/context/a/file/x","title":"t"}}},
+        {"id":"4","content":{"attachment":{"url":"/context/a/file/y"}}},
+        {"id":"5","content":{"attachment":{"url":"/other/x"}}},
+        {"id":"6","content":{"attachment":{"url":"/context/a/file/x"}}}]})");
+    stores.files.insert(latin1("a_x"), "hello");
+    stores.files.insert(latin1("a_y"), "other");
+    QCOMPARE(answerTo(stores, R"({"context":"a"})"), json(R"([
+        {"id":"1","content":{"attachment":{"url":"/context/a/file/x","data":"aGVsbG8="}}},
+        {"id":"2","content":{"attachment":{"url":"/context/a/file/x","data":"aGVsbG8="},
+                             "format":{"code":"f"}}},
+        {"id":"3","content":{"attachment":{"url":"/context/a/file/x","title":"t",
+                                           "data":"aGVsbG8="}}},
+        {"id":"4","content":{"attachment":{"url":"/context/a/file/y","data":"b3RoZXI="}}},
+        {"id":"5","content":{"attachment":{"url":"/other/x","data":"aGVsbG8="}}},
+        {"id":"6","content":{"attachment":{"url":"/context/a/file/x","data":"aGVsbG8="}}}])"));
+}
+
+void tst_RpcGetFileBehaviour::fileListedTooOftenIsNotAnswered()
+{
+    Stores stores;
+    constexpr int Megabyte = 1024 * 1024;
+    stores.files.insert(latin1("a_x"), QByteArray(3 * Megabyte, 'x')); // 4 MiB of base64
+    QJsonArray entries;
+    const QJsonValue entry = json(R"({"content":{"attachment":{"url":"/context/a/file/x"}}})");
+    for (int i = 0; i < 511; ++i)
+        entries.append(entry);
+    stores.contexts.setContext(latin1("a"), QJsonObject{{latin1("attachments"), entries}});
+    QCOMPARE(answerTo(stores, R"({"context":"a"})").toArray().size(), 511);
+
+    entries.append(entry);
+    stores.contexts.setContext(latin1("a"), QJsonObject{{latin1("attachments"), entries}});
+    const support::LogCapture log(latin1("*.debug=false"));
+    QVERIFY(answerTo(stores, R"({"context":"a"})").isUndefined());
+    QVERIFY(log.contains(QtWarningMsg, latin1("ch.brenlo.kavo-service.context.rpcgetfilebehaviour"),
+                         latin1("The files of context \"a\" are too large to answer.")));
 }
 
 void tst_RpcGetFileBehaviour::emptyAndUnknownFilesGiveEmptyData()
