@@ -1,5 +1,7 @@
 #include "broker/brokermapping.h"
 
+#include "common/parsejson.h"
+
 #include <QtCore/QJsonDocument>
 
 namespace host {
@@ -63,7 +65,7 @@ QJsonValue correlationOf(const QJsonObject &chunk)
 std::optional<QJsonObject> chunkFromMessage(const IncomingMessage &message, QString *fault)
 {
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(message.body, &error);
+    const QJsonDocument document = common::parseJson(message.body, &error);
     if (error.error != QJsonParseError::NoError) {
         *fault =
             QStringLiteral("no JSON: %1 at offset %2").arg(error.errorString()).arg(error.offset);

@@ -1,5 +1,7 @@
 #include "exchange/chunkbody.h"
 
+#include "common/parsejson.h"
+
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 
@@ -65,7 +67,7 @@ int elementOffset(const QByteArray &json, int index)
 std::optional<QVector<QJsonObject>> readChunkBody(const QByteArray &body, QString *error)
 {
     QJsonParseError fault;
-    const QJsonDocument document = QJsonDocument::fromJson(body, &fault);
+    const QJsonDocument document = common::parseJson(body, &fault);
     if (fault.error != QJsonParseError::NoError) {
         // Qt gives the end of a scalar, where the fault is that it is one.
         const int begin = firstNonBlank(body);
