@@ -1,6 +1,7 @@
 #include "context/contextchange.h"
 #include "context/contextservice.h"
 #include "context/fileservice.h"
+#include "fhir/coding.h"
 #include "plugin/hosthandle.h"
 #include "system/clock.h"
 #include "system/jsontext.h"
@@ -70,10 +71,15 @@ class Store
 {
 public:
     explicit Store(const benchmark::State &state)
+        : Store(static_cast<int>(state.range(0)))
+    {
+    }
+
+    explicit Store(int contexts)
     {
         QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
         host.publisher = &publisher;
-        for (int i = 0; i < state.range(0); ++i)
+        for (int i = 0; i < contexts; ++i)
             service.setContext(idOf(i), parsed(i));
     }
 
@@ -259,5 +265,37 @@ void collectGarbageNothingToDo(benchmark::State &state)
     }
 }
 BENCHMARK(collectGarbageNothingToDo)->Arg(10)->Arg(10000);
+
+/// What an upload of many files does: each is listed and told of by itself.
+void addFiles(benchmark::State &state)
+{
+    const int count = static_cast<int>(state.range(0));
+    for (auto _ : state) {
+        Store store(0);
+        for (int i = 0; i < count; ++i)
+            store.service.addFile(QStringLiteral("a"), idOf(i), "x", domain::Coding());
+    }
+    state.SetComplexityN(count);
+}
+BENCHMARK(addFiles)->Arg(1000)->Arg(4000)->Arg(16000)->Complexity()->Unit(benchmark::kMillisecond);
+
+void removeFiles(benchmark::State &state)
+{
+    const int count = static_cast<int>(state.range(0));
+    QStringList names;
+    for (auto _ : state) {
+        state.PauseTiming();
+        Store store(0);
+        names.clear();
+        for (int i = 0; i < count; ++i) {
+            names.append(idOf(i));
+            store.service.addFile(QStringLiteral("a"), idOf(i), "x", domain::Coding());
+        }
+        state.ResumeTiming();
+        store.service.removeFiles(QStringLiteral("a"), names);
+    }
+    state.SetComplexityN(count);
+}
+BENCHMARK(removeFiles)->Arg(500)->Arg(1000)->Arg(2000)->Complexity()->Unit(benchmark::kMillisecond);
 
 } // namespace
