@@ -1,6 +1,6 @@
 #include "broker/brokerconnection.h"
 
-#include "broker/brokermapping.h"
+#include "broker/brokerframes.h"
 
 #include <amqp.h>
 #include <amqp_framing.h>
@@ -19,66 +19,15 @@ constexpr int declaring = 2;
 constexpr int publishing = 3;
 constexpr int otherPublishing = 4; // by turns, so that nothing late is taken for something new
 
-amqp_bytes_t bytes(const QByteArray &text)
-{
-    amqp_bytes_t result;
-    result.len = size_t(text.size());
-    result.bytes = const_cast<char *>(text.constData()); // the library only reads it
-    return result;
-}
-
-QByteArray copy(const amqp_bytes_t &text)
-{
-    return QByteArray(static_cast<const char *>(text.bytes), int(text.len));
-}
-
-// One line, whatever the other side sends.
-QString line(const amqp_bytes_t &text)
-{
-    return QString::fromUtf8(copy(text)).simplified();
-}
-
 timeval interval(std::chrono::milliseconds length)
 {
     return {time_t(length.count() / 1000), suseconds_t(length.count() % 1000 * 1000)};
 }
 
-ChannelFault faultOf(const amqp_method_t &method)
-{
-    const auto *close = static_cast<const amqp_channel_close_t *>(method.decoded);
-    return {close->reply_code, line(close->reply_text)};
-}
-
 BrokerFailure closedBy(const amqp_method_t &method)
 {
-    const auto *close = static_cast<const amqp_connection_close_t *>(method.decoded);
     return BrokerFailure(
-        QStringLiteral("the broker closed the connection: %1").arg(line(close->reply_text)));
-}
-
-// None for what is of no interest.
-BrokerEvent eventOf(const amqp_method_t &method)
-{
-    BrokerEvent event;
-    if (method.id == AMQP_BASIC_ACK_METHOD) {
-        const auto *ack = static_cast<const amqp_basic_ack_t *>(method.decoded);
-        event.kind = BrokerEvent::Confirmed;
-        event.tag = ack->delivery_tag;
-        event.multiple = ack->multiple != 0;
-    } else if (method.id == AMQP_BASIC_NACK_METHOD) {
-        event.kind = BrokerEvent::NotTaken;
-    } else if (method.id == AMQP_BASIC_CANCEL_METHOD) {
-        event.kind = BrokerEvent::ConsumerCancelled;
-    } else if (method.id == AMQP_CHANNEL_CLOSE_METHOD) {
-        event.kind = BrokerEvent::ChannelClosed;
-        event.fault = faultOf(method);
-    } else if (method.id == AMQP_CONNECTION_BLOCKED_METHOD) {
-        event.kind = BrokerEvent::Blocked;
-        event.reason = line(static_cast<const amqp_connection_blocked_t *>(method.decoded)->reason);
-    } else if (method.id == AMQP_CONNECTION_UNBLOCKED_METHOD) {
-        event.kind = BrokerEvent::Unblocked;
-    }
-    return event;
+        QStringLiteral("the broker closed the connection: %1").arg(reasonOf(method)));
 }
 
 amqp_table_entry_t able(const char *capability)
@@ -335,25 +284,16 @@ BrokerEvent BrokerConnection::receive()
 
 BrokerEvent BrokerConnection::readMessage(quint64 tag, const QByteArray &exchange)
 {
-    BrokerEvent event;
-    event.kind = BrokerEvent::Message;
-    event.tag = tag;
-    event.message.exchange = exchange;
     amqp_message_t message;
     const amqp_rpc_reply_t reply = amqp_read_message(d->state, consuming, &message, 0);
     if (reply.reply_type != AMQP_RESPONSE_NORMAL) {
         check(reply.library_error, "reading a message");
         throw BrokerFailure(QStringLiteral("reading a message: it has no end"));
     }
-    event.size = qint64(message.body.len);
-    if (event.size <= d->largestBody)
-        event.message.body = copy(message.body);
-    const amqp_basic_properties_t &properties = message.properties;
-    if ((properties._flags & AMQP_BASIC_REPLY_TO_FLAG) != 0)
-        event.message.replyTo = copy(properties.reply_to);
-    if ((properties._flags & AMQP_BASIC_CORRELATION_ID_FLAG) != 0)
-        event.message.correlationId = copy(properties.correlation_id);
+    BrokerEvent event = eventOf(message, d->largestBody);
     amqp_destroy_message(&message);
+    event.tag = tag;
+    event.message.exchange = exchange;
     return event;
 }
 

@@ -86,13 +86,12 @@ void BrokerWorker::disconnect()
 void BrokerWorker::serve()
 {
     while (!m_handover->isFlushed()) {
-        const bool isPaused = m_handover->isInboxFull();
-        const bool received = !isPaused && receiveSome();
+        const bool received = receiveSome();
         const bool sent = sendSome();
         acknowledge();
         m_connection->releaseBuffers();
         if (!received && !sent)
-            sleep(isPaused ? -1 : m_connection->descriptor(), heartbeatCheck);
+            sleep(m_handover->isInboxFull() ? -1 : m_connection->descriptor(), heartbeatCheck);
     }
     m_connection->close();
 }
@@ -136,13 +135,14 @@ void BrokerWorker::sleep(int descriptor, milliseconds limit)
 
 bool BrokerWorker::receiveSome()
 {
-    for (int i = 0; i < batch; ++i) {
+    int received = 0;
+    for (; received < batch && !m_handover->isInboxFull(); ++received) {
         const BrokerEvent event = m_connection->receive();
         if (event.kind == BrokerEvent::None)
-            return i > 0;
+            break;
         handle(event);
     }
-    return true;
+    return received > 0;
 }
 
 void BrokerWorker::handle(const BrokerEvent &event)

@@ -4,6 +4,8 @@
 #include "exchange/chunkhub.h"
 #include "support/deadline.h"
 
+#include <plugin/chunkupdatelistener.h>
+
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QUrl>
 #include <QtTest/QTest>
@@ -23,10 +25,21 @@ QJsonObject numbered(int number)
     return {{QStringLiteral("n"), number}};
 }
 
+class RecordingListener final : public ChunkUpdateListener
+{
+public:
+    void chunkUpdate(const QJsonValue &chunk) override
+    {
+        numbers.append(chunk.toObject().value(QLatin1String("n")).toInt(-1));
+    }
+
+    QVector<int> numbers;
+};
+
 } // namespace
 
-/// The exchange alone beside a real broker, with other limits than a host has: how it ends, and
-/// what it counts.
+/// The exchange alone beside a real broker, with other limits than a host has: how it ends, what
+/// it counts and how it takes turns.
 class BrokerEndTest : public QObject
 {
     Q_OBJECT
@@ -43,6 +56,7 @@ private Q_SLOTS:
     void absentBrokerGetsTheTimeAndNoMore();
     void nothingIsWaitedForWhenNothingWaits();
     void dropsAreCountedAndTold();
+    void everythingComesThroughAnInboxThatIsAlwaysFull();
 
 private:
     void start();
@@ -180,6 +194,27 @@ void BrokerEndTest::dropsAreCountedAndTold()
     QTest::ignoreMessage(QtWarningMsg, "15 chunks were dropped");
     QTest::ignoreMessage(QtWarningMsg, "10 chunks were not confirmed by the broker at the end");
     m_exchange->finish();
+}
+
+void BrokerEndTest::everythingComesThroughAnInboxThatIsAlwaysFull()
+{
+    constexpr int chunks = 300;
+    m_settings.limits.inboxBytes = 0;
+    m_settings.consume << QStringLiteral("more");
+    RecordingListener listener;
+    ChunkHub hub;
+    hub.subscribe(&listener);
+    m_exchange = std::make_unique<BrokerExchange>(m_settings, &hub);
+    m_exchange->start();
+    QTRY_VERIFY_WITH_TIMEOUT(m_exchange->counts().connected, int(noHurry.count()));
+    AmqpClient client(m_broker->port());
+    for (int i = 0; i < chunks; ++i)
+        QVERIFY(client.publish("more", "all", R"({"n":)" + QByteArray::number(i) + '}'));
+    QTRY_COMPARE_WITH_TIMEOUT(listener.numbers.size(), chunks, int(noHurry.count()));
+    for (int i = 0; i < chunks; ++i)
+        QCOMPARE(listener.numbers.at(i), i);
+    QTRY_COMPARE(client.count("kavo-context.ws1"), 0);
+    m_exchange.reset();
 }
 
 QTEST_GUILESS_MAIN(BrokerEndTest)
