@@ -170,16 +170,16 @@ bool AmqpClient::waitForConfirms(quint64 number)
     amqp_frame_t frame;
     while (d->isOpen && d->confirmed < number) {
         timeval left = limit;
-        if (amqp_simple_wait_frame_noblock(d->state, &frame, &left) != AMQP_STATUS_OK)
-            d->isOpen = false;
-        else if (frame.frame_type == AMQP_FRAME_METHOD &&
-                 frame.payload.method.id == AMQP_BASIC_ACK_METHOD) {
-            const auto *ack = static_cast<const amqp_basic_ack_t *>(frame.payload.method.decoded);
-            d->confirmed = ack->multiple ? ack->delivery_tag : d->confirmed + 1;
-        } else if (frame.frame_type == AMQP_FRAME_METHOD) {
-            d->isOpen = false; // a refusal, or the end of the channel
-        }
         amqp_maybe_release_buffers(d->state);
+        d->isOpen = amqp_simple_wait_frame_noblock(d->state, &frame, &left) == AMQP_STATUS_OK;
+        if (!d->isOpen || frame.frame_type != AMQP_FRAME_METHOD)
+            continue;
+        const amqp_method_t &method = frame.payload.method;
+        d->isOpen = method.id == AMQP_BASIC_ACK_METHOD; // no refusal, nor the end of the channel
+        if (!d->isOpen)
+            continue;
+        const auto *ack = static_cast<const amqp_basic_ack_t *>(method.decoded);
+        d->confirmed = ack->multiple ? ack->delivery_tag : d->confirmed + 1;
     }
     return d->isOpen;
 }

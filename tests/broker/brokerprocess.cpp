@@ -1,5 +1,6 @@
 #include "broker/brokerprocess.h"
 
+#include "broker/amqpclient.h"
 #include "support/deadline.h"
 
 #include <QtCore/QCoreApplication>
@@ -35,16 +36,32 @@ sockaddr_in loopback(quint16 port)
     return address;
 }
 
-quint16 freePort()
+bool isFree(quint16 port)
 {
     const int descriptor = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    if (::bind(descriptor, generic, size) != 0 || ::getsockname(descriptor, generic, &size) != 0)
-        qFatal("no free port on loopback");
+    const sockaddr_in address = loopback(port);
+    const bool isBound =
+        ::bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
     ::close(descriptor);
-    return ntohs(address.sin_port);
+    return isBound;
+}
+
+// Below those that the system gives away, since the broker takes it only later, and again after
+// every restart: another test's server or client would have it by then. Every process begins
+// elsewhere.
+quint16 freePort()
+{
+    constexpr int first = 10000;
+    constexpr int ports = 20000;
+    constexpr int stride = 16;
+    static int next = int(QCoreApplication::applicationPid() * stride % ports);
+    for (int tries = 0; tries < ports; ++tries) {
+        const auto port = quint16(first + next);
+        next = (next + 1) % ports;
+        if (isFree(port))
+            return port;
+    }
+    qFatal("no free port on loopback");
 }
 
 bool takesConnections(quint16 port)
@@ -163,7 +180,7 @@ bool BrokerProcess::start()
     // Waits on the process, which leaves the processor to the broker.
     const QDeadlineTimer deadline(startPatience);
     const auto isListening = [this] {
-        return takesConnections(m_port) &&
+        return takesConnections(m_port) && AmqpClient(m_port).isOpen() &&
                (m_encryptedPort == 0 || takesConnections(m_encryptedPort));
     };
     while (!isListening() && !deadline.hasExpired() && !m_process.waitForFinished(50)) {

@@ -231,7 +231,7 @@ void BrokerLimitsTest::oldestOfTooManyChunksAreDropped()
 
 void BrokerLimitsTest::oldestOfTooLargeChunksAreDropped()
 {
-    constexpr qint64 room = 64 * 1024 * 1024;
+    constexpr qint64 room = 64LL * 1024 * 1024;
     constexpr int chunks = 80;
     constexpr int padding = 1000 * 1000;
     QVERIFY(startAbsent());
