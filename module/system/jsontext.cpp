@@ -5,6 +5,7 @@
 #include <QtCore/QLocale>
 #include <QtCore/QString>
 
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -100,11 +101,18 @@ private:
     {
         append("\"", 1);
         const ushort *const end = text.utf16() + text.size();
+        const ushort *nextBlock = text.utf16();
         for (const ushort *unit = text.utf16(); unit != end; ++unit) {
+            if (unit >= nextBlock) {
+                unit = writePlain(unit, end);
+                if (unit == end)
+                    break;
+                nextBlock = unit + Block;
+            }
             constexpr int Longest = 6;
             reserve(Longest);
             char *out = m_text.data() + m_size;
-            if (*unit >= 0x20 && *unit < 0x80 && *unit != '"' && *unit != '\\') {
+            if (isPlain(*unit)) {
                 *out = static_cast<char>(*unit);
                 ++m_size;
             } else if (*unit < 0x80) {
@@ -118,6 +126,33 @@ private:
             }
         }
         append("\"", 1);
+    }
+
+    static bool isPlain(ushort unit)
+    {
+        return unit >= 0x20 && unit < 0x80 && unit != '"' && unit != '\\';
+    }
+
+    static constexpr int Block = 16;
+
+    /// Writes blocks of nothing but plain characters, of which most texts are made, and returns
+    /// where they end. The compiler takes such a block in a few steps.
+    const ushort *writePlain(const ushort *begin, const ushort *end)
+    {
+        for (; end - begin >= Block; begin += Block) {
+            std::array<char, Block> bytes;
+            ushort others = 0;
+            for (int i = 0; i < Block; ++i) {
+                const ushort unit = begin[i];
+                others |= ushort(ushort(unit - 0x20) >= 0x60) | ushort(unit == '"') |
+                          ushort(unit == '\\');
+                bytes[size_t(i)] = static_cast<char>(unit);
+            }
+            if (others != 0)
+                break;
+            append(bytes.data(), Block);
+        }
+        return begin;
     }
 
     static int escape(ushort unit, char *out)

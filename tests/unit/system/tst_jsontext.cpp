@@ -113,6 +113,7 @@ class TestJsonText : public QObject
 private Q_SLOTS:
     void everyCodeUnitIsWrittenAsQtDoes();
     void surrogatesAreWrittenAsQtDoes();
+    void anyPlaceInATextIsWrittenAsQtDoes();
     void numbersAreWrittenAsQtDoes();
     void exactIntegersAreWrittenAsQtDoes();
     void emptyContainersAreWrittenAsQtDoes();
@@ -149,6 +150,31 @@ void TestJsonText::surrogatesAreWrittenAsQtDoes()
     for (const QString &text : texts) {
         const QJsonObject object{{text, text}};
         QCOMPARE(indentedJson(object), qtText(object));
+    }
+}
+
+// Plain characters are written many at once; what is not plain may stand anywhere among them.
+void TestJsonText::anyPlaceInATextIsWrittenAsQtDoes()
+{
+    const QStringList specials{QStringLiteral("\""),
+                               QStringLiteral("\\"),
+                               QStringLiteral("\n"),
+                               QString(QChar(0x1f)),
+                               QString(QChar(0x7f)),
+                               QString(QChar(0x80)),
+                               QString(QChar(0xe9)),
+                               QString(QChar(0x20ac)),
+                               QString(QChar(0xd83d)) + QChar(0xde00),
+                               QString(QChar(0xd83d)),
+                               QString(QChar(0xde00))};
+    for (const QString &special : specials) {
+        for (int before = 0; before < 40; ++before) {
+            const QString text = QString(before, QLatin1Char('x')) + special;
+            for (const int behind : {0, 1, 14, 15, 16, 17, 33}) {
+                const QJsonObject object{{special, text + QString(behind, QLatin1Char('~'))}};
+                QCOMPARE(indentedJson(object), qtText(object));
+            }
+        }
     }
 }
 
