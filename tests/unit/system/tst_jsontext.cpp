@@ -156,17 +156,11 @@ void TestJsonText::surrogatesAreWrittenAsQtDoes()
 // Plain characters are written many at once; what is not plain may stand anywhere among them.
 void TestJsonText::anyPlaceInATextIsWrittenAsQtDoes()
 {
-    const QStringList specials{QStringLiteral("\""),
-                               QStringLiteral("\\"),
-                               QStringLiteral("\n"),
-                               QString(QChar(0x1f)),
-                               QString(QChar(0x7f)),
-                               QString(QChar(0x80)),
-                               QString(QChar(0xe9)),
-                               QString(QChar(0x20ac)),
-                               QString(QChar(0xd83d)) + QChar(0xde00),
-                               QString(QChar(0xd83d)),
-                               QString(QChar(0xde00))};
+    const QStringList specials{
+        QStringLiteral("\""),   QStringLiteral("\\"),   QStringLiteral("\n"),
+        QString(QChar(0x1f)),   QString(QChar(0x7f)),   QString(QChar(0x80)),
+        QString(QChar(0xe9)),   QString(QChar(0x20ac)), QString(QChar(0xd83d)) + QChar(0xde00),
+        QString(QChar(0xd83d)), QString(QChar(0xde00))};
     for (const QString &special : specials) {
         for (int before = 0; before < 40; ++before) {
             const QString text = QString(before, QLatin1Char('x')) + special;
