@@ -59,6 +59,7 @@ private Q_SLOTS:
     void configuredPath();
     void configuredPathIsReturnedAfterAWarningWhenMissing_data() { locations(); }
     void configuredPathIsReturnedAfterAWarningWhenMissing();
+    void configuredPathThatIsAFileIsReturnedAfterAWarning();
     void emptyConfiguredPathMeansDefault();
     void configuredPathWithACommaMeansDefault();
     void unknownLocationThrows_data();
@@ -151,6 +152,17 @@ void TestApplicationPaths::configuredPathIsReturnedAfterAWarningWhenMissing()
     QCOMPARE(lookUp(1, location).path(), directory);
     QCOMPARE(log.lines(Category), (QVector<support::LogLine>{{QtWarningMsg, Category, Warning}}));
     QVERIFY(!QFile::exists(directory));
+}
+
+void TestApplicationPaths::configuredPathThatIsAFileIsReturnedAfterAWarning()
+{
+    const SettingsSandbox sandbox;
+    const QString file = sandbox.path("file");
+    QVERIFY(SettingsSandbox::write(file, "no directory"));
+    QVERIFY(configure(sandbox, "path.logging", file.toUtf8()));
+    support::LogCapture log;
+    QCOMPARE(lookUp(0, 1).path(), file);
+    QCOMPARE(log.lines(Category), (QVector<support::LogLine>{{QtWarningMsg, Category, Warning}}));
 }
 
 void TestApplicationPaths::emptyConfiguredPathMeansDefault()
