@@ -78,6 +78,8 @@ private Q_SLOTS:
     void readingAContextCountsAsUse();
     void nullContextIsCreatedByTheMerge();
     void contextOfAnotherTypeStaysAsItIs();
+    void contextsThatComeToBeDuringTheWalkAreLeftOut_data() { bothVariants(); }
+    void contextsThatComeToBeDuringTheWalkAreLeftOut();
 };
 
 void tst_EntryMerging::entriesAreMergedIntoTheContextsThatFit()
@@ -142,7 +144,9 @@ void tst_EntryMerging::filterThatIsNoObjectReadsAsEmpty()
     Stores stores;
     const Variant merging = variant("actionRequests", stores);
     stores.put("a", R"({"patient":1})");
+    const support::LogCapture log;
     merging.behaviour->handle(merging.chunk("null", R"([{"resource":{"id":"1"}}])"));
+    QCOMPARE(log.lines().at(1), merging.debug("Empty filter. Add to all contexts."));
     QCOMPARE(stores.at("a"), json(R"({"patient":1,"actionRequests":[{"id":"1"}]})"));
 }
 
@@ -341,6 +345,22 @@ void tst_EntryMerging::contextOfAnotherTypeStaysAsItIs()
     stores.put("a", "[1]");
     merging.behaviour->handle(merging.chunk("{}", R"([{"resource":{"id":"1"}}])"));
     QCOMPARE(stores.at("a"), json("[1]"));
+}
+
+void tst_EntryMerging::contextsThatComeToBeDuringTheWalkAreLeftOut()
+{
+    QFETCH(QByteArray, key);
+    Stores stores;
+    const Variant merging = variant(key, stores);
+    stores.put("a", "{}");
+    QObject::connect(&stores.contexts, &ContextService::contextChanged, &stores.contexts,
+                     [&stores](const QString &id, const QJsonValue &) {
+                         if (id == latin1("a"))
+                             stores.put("b", R"({"x":1})");
+                     });
+    merging.behaviour->handle(merging.chunk("{}", R"([{"resource":{"id":"1"}}])"));
+    QCOMPARE(stores.at("a"), json("{\"" + key + "\":[{\"id\":\"1\"}]}"));
+    QCOMPARE(stores.at("b"), json(R"({"x":1})"));
 }
 
 QTEST_GUILESS_MAIN(tst_EntryMerging)

@@ -56,12 +56,15 @@ private Q_SLOTS:
     void updateOfAnUnknownIdCreatesTheContext();
     void starUpdatesEveryContextAndIsAnsweredOnce();
     void starUpdateOfAnEmptyStoreIsAnswered();
+    void starUpdateCreatesWhatWasOnlyRead();
+    void starUpdatesTheContextsOfThatMoment();
     void updateWithoutIdIsWarnedOfAndNotAnswered_data() { emptyIds(); }
     void updateWithoutIdIsWarnedOfAndNotAnswered();
     void setAndUpdateCountAsUse_data();
     void setAndUpdateCountAsUse();
     void withoutAPublisherTheRequestIsCarriedOut();
     void publisherIsReadAfreshBeforeTheAnswer();
+    void answerFollowsTheChange_data();
     void answerFollowsTheChange();
     void requestWithoutPropertiesIsAnsweredOnTheEmptyExchange();
     void otherExchangesAreIgnored_data();
@@ -204,6 +207,30 @@ void tst_RpcBehaviours::starUpdateOfAnEmptyStoreIsAnswered()
     QCOMPARE(QJsonValue(stores.publisher.last()), answer(R"({"x":1})"));
 }
 
+void tst_RpcBehaviours::starUpdateCreatesWhatWasOnlyRead()
+{
+    Stores stores;
+    stores.at("asked-for"); // leaves a null behind
+    RpcUpdateContextBehaviour(&stores.host, &stores.contexts)
+        .handle(request("update", R"({"_id":"*","x":1})"));
+    QCOMPARE(stores.at("asked-for"), json(R"({"x":1})"));
+}
+
+void tst_RpcBehaviours::starUpdatesTheContextsOfThatMoment()
+{
+    Stores stores;
+    stores.put("a", "{}");
+    QObject::connect(&stores.contexts, &ContextService::contextChanged, &stores.contexts,
+                     [&stores](const QString &id, const QJsonValue &) {
+                         if (id == latin1("a"))
+                             stores.put("b", R"({"y":1})");
+                     });
+    RpcUpdateContextBehaviour(&stores.host, &stores.contexts)
+        .handle(request("update", R"({"_id":"*","inbox":1})"));
+    QCOMPARE(stores.at("a"), json(R"({"inbox":1})"));
+    QCOMPARE(stores.at("b"), json(R"({"y":1})"));
+}
+
 void tst_RpcBehaviours::updateWithoutIdIsWarnedOfAndNotAnswered()
 {
     QFETCH(QByteArray, body);
@@ -279,15 +306,43 @@ void tst_RpcBehaviours::publisherIsReadAfreshBeforeTheAnswer()
     QVERIFY(answers(stores).isEmpty());
 }
 
+void tst_RpcBehaviours::answerFollowsTheChange_data()
+{
+    QTest::addColumn<QByteArray>("kind");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QStringList>("chunks"); // the exchange or the event of each
+    const QString changed = latin1("context-changed");
+    const QString answered = latin1("answers");
+    QTest::newRow("create") << QByteArray("create") << QByteArray(R"({"x":1})")
+                            << QStringList{latin1("context-created"), changed, answered};
+    QTest::newRow("delete") << QByteArray("delete") << QByteArray(R"({"context":"a"})")
+                            << QStringList{latin1("context-removed"), answered};
+    QTest::newRow("set") << QByteArray("set") << QByteArray(R"({"_id":"a","x":1})")
+                         << QStringList{changed, answered};
+    QTest::newRow("update") << QByteArray("update") << QByteArray(R"({"_id":"*","x":1})")
+                            << QStringList{changed, changed, answered};
+}
+
 void tst_RpcBehaviours::answerFollowsTheChange()
 {
+    QFETCH(QByteArray, kind);
+    QFETCH(QByteArray, body);
     Stores stores;
-    RpcSetContextBehaviour(&stores.host, &stores.contexts)
-        .handle(request("set", R"({"_id":"a","x":1})"));
-    QCOMPARE(stores.publisher.chunks().size(), 2);
-    QCOMPARE(stores.publisher.chunks().first().toObject().value(latin1("source")),
-             QJsonValue(latin1("z9-plugin-context")));
-    QCOMPARE(stores.publisher.chunks().last(), answer(R"({"x":1})"));
+    stores.put("a", R"({"x":0})");
+    stores.put("b", R"({"x":0})");
+    const QJsonValue chunk = request(kind, body);
+    RpcCreateContextBehaviour(&stores.host, &stores.contexts).handle(chunk);
+    RpcDeleteContextBehaviour(&stores.host, &stores.contexts).handle(chunk);
+    RpcSetContextBehaviour(&stores.host, &stores.contexts).handle(chunk);
+    RpcUpdateContextBehaviour(&stores.host, &stores.contexts).handle(chunk);
+    QStringList chunks;
+    for (const QJsonValue &published : stores.publisher.chunks()) {
+        const QJsonObject object = published.toObject();
+        const QString exchange = object.value(latin1("exchange")).toString();
+        const QJsonObject data = object.value(latin1("data")).toObject();
+        chunks << (exchange.isEmpty() ? data.value(latin1("event")).toString() : exchange);
+    }
+    QTEST(chunks, "chunks");
 }
 
 void tst_RpcBehaviours::requestWithoutPropertiesIsAnsweredOnTheEmptyExchange()
