@@ -57,6 +57,7 @@ private Q_SLOTS:
     void cardIsWrittenUnderItsInsuredNumber();
     void vekaOfAnUnknownCardIsWrittenUnderNoNumber();
     void vekaOfALearnedCardIsWrittenUnderItsNumber();
+    void firstNumberOfADocumentCounts();
     void numbersAreKeptAsTheyStand_data();
     void numbersAreKeptAsTheyStand();
     void directoryThatReadsAsEmptyIsTheCurrentOne_data();
@@ -162,6 +163,21 @@ void tst_Cards::vekaOfALearnedCardIsWrittenUnderItsNumber()
     cards.learn(card("Kavo", holder("123") + insured("456")));
     WriteVekaToXmlBehaviour(&cards).handle(card("veka", uniqueId("123")));
     QCOMPARE(files(directory), QStringList{latin1("vkc_456.xml")});
+}
+
+void tst_Cards::firstNumberOfADocumentCounts()
+{
+    const SystemSettings settings;
+    const QString directory = settings.makeDirectory(latin1("xml"));
+    settings.writeXmlDirectory(directory);
+    CardNumberMap cards;
+    cards.learn(card("Kavo", holder("123") + insured("456")));
+    cards.learn(card("Kavo", holder("124") + insured("457")));
+    // What is no number is passed over.
+    WriteCardToXmlBehaviour().handle(card("Kavo", insured("x") + insured("1") + insured("2")));
+    WriteVekaToXmlBehaviour(&cards).handle(
+        card("veka", uniqueId("") + uniqueId("123") + uniqueId("124")));
+    QCOMPARE(files(directory), (QStringList{latin1("adm_1.xml"), latin1("vkc_456.xml")}));
 }
 
 void tst_Cards::numbersAreKeptAsTheyStand_data()

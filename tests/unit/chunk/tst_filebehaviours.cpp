@@ -35,6 +35,7 @@ private Q_SLOTS:
     void elementThatIsNoTextNamesTheEmptyFile();
     void removalFromAnUnknownContextCreatesIt();
     void otherExchangesAreIgnored();
+    void nobodyIsAnswered();
 };
 
 void tst_FileBehaviours::fileIsAttachedWithItsType()
@@ -63,6 +64,7 @@ void tst_FileBehaviours::contentIsDecodedLeniently_data()
     row("without padding", R"("aGVsbG8")", "hello");
     row("with line ends and blanks", R"("aGVs\r\n bG8=")", "hello");
     row("with strange characters", R"("a?G*V-s_bG8=")", "hello");
+    row("with letters beyond ASCII", "\"a\u00e4GVs\u20acbG8=\"", "hello");
     row("cut short", R"("aGVsb")", "hel");
     row("no base64 at all", R"("!?")", "");
     row("empty", R"("")", "");
@@ -172,6 +174,23 @@ void tst_FileBehaviours::otherExchangesAreIgnored()
     QVERIFY(stores.contexts.contextIds().isEmpty());
     QVERIFY(!stores.files.contains(latin1("a_f")));
     QVERIFY(log.lines().isEmpty());
+}
+
+void tst_FileBehaviours::nobodyIsAnswered()
+{
+    Stores stores;
+    stores.put("a", R"({"_id":"a"})");
+    const QJsonObject properties =
+        json(R"({"reply-to":"exchange:answers","correlation-id":"c"})").toObject();
+    QJsonObject adding = addFile(R"({"context":"a","filename":"f"})").toObject();
+    adding.insert(latin1("properties"), properties);
+    QJsonObject removing = removeAttachments(R"({"context":"a","attachments":["f"]})").toObject();
+    removing.insert(latin1("properties"), properties);
+    WriteFileToContextBehaviour(&stores.contexts).handle(adding);
+    QVERIFY(stores.files.contains(latin1("a_f")));
+    RemoveAttachmentsBehaviour(&stores.contexts).handle(removing);
+    QVERIFY(!stores.files.contains(latin1("a_f")));
+    QVERIFY(stores.publisher.chunks().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_FileBehaviours)
