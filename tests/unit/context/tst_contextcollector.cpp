@@ -75,6 +75,7 @@ private Q_SLOTS:
     void printingIsNoUse();
     void logOfStarting();
     void logOfAPass();
+    void deletionIsLoggedBeforeItIsAnnounced();
 };
 
 void TestContextCollector::periodFollowsFromTheSetting_data()
@@ -406,6 +407,24 @@ void TestContextCollector::logOfAPass()
                  "Deleting context that was not used in more than  60000  miliseconds:  \"old\" . "
                  "Increase, decrease or disable this setting under "
                  "ch.brenlo.kavo-service.context/ttl.")}}));
+}
+
+void TestContextCollector::deletionIsLoggedBeforeItIsAnnounced()
+{
+    ContextFixture f;
+    f.service->setContext(QStringLiteral("a"), QJsonObject());
+    f.service->setContext(QStringLiteral("b"), QJsonObject());
+    f.clock.advance(Period);
+    const support::LogCapture log;
+    QVector<QtMsgType> lastLevels;
+    QVector<int> lineCounts;
+    f.publisher.onPublish = [&](const QJsonValue &) {
+        lastLevels.append(log.lines().last().level);
+        lineCounts.append(log.lines().size());
+    };
+    f.service->collectGarbage(Period);
+    QCOMPARE(lastLevels, (QVector<QtMsgType>{QtWarningMsg, QtWarningMsg}));
+    QCOMPARE(lineCounts, (QVector<int>{3, 5})); // one context is done with before the next
 }
 
 QTEST_GUILESS_MAIN(TestContextCollector)

@@ -52,6 +52,7 @@ private Q_SLOTS:
     void existingKeyIsNoUse();
     void logOfAnExistingKey();
     void fileOutlivesItsContext();
+    void fileOutlivesACollectedContext();
     void addingToAContextWithIdPublishesNothing();
     void addingToAContextWithoutIdIsAnOrdinaryChange();
     void addingToAnUnknownIdPublishesTheWholeObject();
@@ -151,6 +152,16 @@ void TestContextFiles::fileOutlivesItsContext()
     f.service->addFile(Id, Name, "new", coding());
     QCOMPARE(f.service->context(Id), QJsonValue(object(R"({"a":1})")));
     QCOMPARE(f.service->fileContent(Id, Name), QByteArray("new"));
+}
+
+void TestContextFiles::fileOutlivesACollectedContext()
+{
+    ContextFixture f;
+    f.service->addFile(Id, Name, "x", coding());
+    f.clock.advance(60000);
+    f.service->collectGarbage(60000);
+    QVERIFY(f.service->contextIds().isEmpty());
+    QCOMPARE(f.service->fileContent(Id, Name), QByteArray("x"));
 }
 
 void TestContextFiles::addingToAContextWithIdPublishesNothing()
