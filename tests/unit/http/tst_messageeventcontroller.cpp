@@ -35,6 +35,7 @@ private Q_SLOTS:
     void withMessagesStoredEveryPollAnswersAtOnceUntilTheyAreAcknowledged();
     void aDeleteIsHandledLikeAGet();
     void aWaitingClientIsAnsweredOnce();
+    void aMessageThatComesWhileAnsweringDoesNotAnswerAgain();
     void anAnsweredControllerDeletesItself();
     void aClientThatVanishesWhileWaitingIsForgotten();
     void aClientThatVanishesWhileOthersAreAnsweredIsForgotten();
@@ -108,6 +109,20 @@ void TestMessageEventController::aWaitingClientIsAnsweredOnce()
     exchange.handle();
     module.messages.addMessage(message(QStringLiteral("1")));
     module.messages.addMessage(message(QStringLiteral("2")));
+    QCOMPARE(exchange.response->statuses(), QVector<int>{200});
+    QCOMPARE(QJsonDocument::fromJson(exchange.response->body()).array().size(), 1);
+}
+
+void TestMessageEventController::aMessageThatComesWhileAnsweringDoesNotAnswerAgain()
+{
+    Module module;
+    Exchange exchange(module.strategy, poll);
+    exchange.handle();
+    exchange.response->onEnd = [&] {
+        exchange.response->onEnd = nullptr;
+        module.messages.addMessage(message(QStringLiteral("2")));
+    };
+    module.messages.addMessage(message(QStringLiteral("1")));
     QCOMPARE(exchange.response->statuses(), QVector<int>{200});
     QCOMPARE(QJsonDocument::fromJson(exchange.response->body()).array().size(), 1);
 }

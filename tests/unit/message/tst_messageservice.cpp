@@ -4,6 +4,7 @@
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
+#include <QtCore/QMetaMethod>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QtTest>
 
@@ -54,6 +55,9 @@ private Q_SLOTS:
     void messagesComeInTheOrderOfTheIdSet();
     void additionIsLoggedAtDebugLevel();
     void additionLogsNothingWhenDebugIsOff();
+    void messageStartsMomentaryAndEmpty();
+    void lifetimesHaveTheirNumbers();
+    void serviceHasOneSignalAndNoSlots();
 };
 
 void tst_MessageService::emptyStoreYieldsAnEmptyArrayAndHasNoMessages()
@@ -220,6 +224,33 @@ void tst_MessageService::additionLogsNothingWhenDebugIsOff()
     const support::LogCapture log(QStringLiteral("*.debug=false"));
     service.addMessage(message("1", "A title"));
     QVERIFY(log.lines().isEmpty());
+}
+
+void tst_MessageService::messageStartsMomentaryAndEmpty()
+{
+    const Message made;
+    QVERIFY(made.id.isEmpty() && made.title.isEmpty());
+    QVERIFY(made.subtitle.isEmpty() && made.text.isEmpty());
+    QVERIFY(made.lifetimeKind == MessageLifetime::Momentary);
+    QVERIFY(made.timestamp.isNull());
+    QCOMPARE(made.customLifetime, Q_INT64_C(0));
+}
+
+void tst_MessageService::lifetimesHaveTheirNumbers()
+{
+    static_assert(sizeof(MessageLifetime) == sizeof(qint32));
+    QCOMPARE(static_cast<qint32>(MessageLifetime::Momentary), 0);
+    QCOMPARE(static_cast<qint32>(MessageLifetime::CustomLifetime), 1);
+    QCOMPARE(static_cast<qint32>(MessageLifetime::Persistent), 2);
+}
+
+void tst_MessageService::serviceHasOneSignalAndNoSlots()
+{
+    const QMetaObject &meta = MessageService::staticMetaObject;
+    QCOMPARE(meta.methodCount() - meta.methodOffset(), 1);
+    const QMetaMethod method = meta.method(meta.methodOffset());
+    QVERIFY(method.methodType() == QMetaMethod::Signal);
+    QCOMPARE(method.methodSignature(), QByteArray("messagesAvailable()"));
 }
 
 QTEST_GUILESS_MAIN(tst_MessageService)

@@ -70,6 +70,7 @@ private Q_SLOTS:
     void messageWithoutSubtitleAndTimestampIsWrittenBackWithEmptyOnes();
     void messageWithoutARequiredStringIsRejected_data();
     void messageWithoutARequiredStringIsRejected();
+    void rejectedMessageHoldsWhatWasReadBefore();
     void messageWithATitleThatIsANumberIsDroppedAndTheOthersAreKept();
     void elementsThatAreNoObjectsAreSkippedWithoutALog();
     void messagesAreAppendedToTheList();
@@ -212,6 +213,25 @@ void tst_MessageStructure::messageWithoutARequiredStringIsRejected()
     Message message;
     QVERIFY(!messageFromJson(object, message));
     QVERIFY(log.lines().isEmpty());
+}
+
+void tst_MessageStructure::rejectedMessageHoldsWhatWasReadBefore()
+{
+    QJsonObject object = json(R"({"id": "i", "title": "t", "subtitle": "s",
+                                  "timestamp": "2020-01-21T14:05:09", "type": "persistent"})");
+    Message withoutText;
+    QVERIFY(!messageFromJson(object, withoutText));
+    QCOMPARE(withoutText.id, QStringLiteral("i"));
+    QCOMPARE(withoutText.title, QStringLiteral("t"));
+    QCOMPARE(withoutText.subtitle, QStringLiteral("s"));
+    QVERIFY(withoutText.timestamp.isNull());
+    QVERIFY(withoutText.lifetimeKind == MessageLifetime::Momentary);
+
+    object.remove(QStringLiteral("title"));
+    Message withoutTitle;
+    QVERIFY(!messageFromJson(object, withoutTitle));
+    QCOMPARE(withoutTitle.id, QStringLiteral("i"));
+    QVERIFY(withoutTitle.subtitle.isEmpty());
 }
 
 void tst_MessageStructure::messageWithATitleThatIsANumberIsDroppedAndTheOthersAreKept()
