@@ -51,6 +51,7 @@ private Q_SLOTS:
     void anyOtherNameGetsNoContentType_data();
     void anyOtherNameGetsNoContentType();
     void anUnknownContextAnswers404BeforeTheFile();
+    void anUnknownFileAnswers404_data();
     void anUnknownFileAnswers404();
     void aFileOfNoBytesIsFound();
     void aFhirRepresentationAmongOtherTypesIsNotImplemented();
@@ -110,10 +111,18 @@ void TestContextFileGetController::anUnknownContextAnswers404BeforeTheFile()
     QCOMPARE(exchange.calls(), bareAnswer(404, QStringLiteral("Context not found.")));
 }
 
+void TestContextFileGetController::anUnknownFileAnswers404_data()
+{
+    QTest::addColumn<QString>("accepted");
+    QTest::newRow("anything") << QStringLiteral("*/*");
+    QTest::newRow("what is not implemented") << QStringLiteral("application/fhir+json");
+}
+
 void TestContextFileGetController::anUnknownFileAnswers404()
 {
+    QFETCH(QString, accepted);
     ModuleWithFile module;
-    Exchange exchange(module.strategy, get(QStringLiteral("y.pdf")));
+    Exchange exchange(module.strategy, get(QStringLiteral("y.pdf")).with(accept, accepted));
     exchange.handle();
     QCOMPARE(exchange.calls(), bareAnswer(404, QStringLiteral("File not found.")));
 }

@@ -52,6 +52,7 @@ private Q_SLOTS:
     void aBoundaryInQuotesIsUsedWithThem();
     void whatFollowsTheBoundaryBelongsToIt();
     void theBoundaryEndsAtAFurtherOne();
+    void anEmptyBoundaryIsABoundary();
     void withoutBoundaryNothingIsStoredAndTheAnswerIs400_data();
     void withoutBoundaryNothingIsStoredAndTheAnswerIs400();
     void anEmptyIdThrows();
@@ -156,6 +157,18 @@ void TestContextFilePostController::theBoundaryEndsAtAFurtherOne()
     Exchange(module.strategy, post(part("a", "1") + "--XX--\r\n",
                                    QStringLiteral("multipart/form-data; boundary=XXboundary=YY")))
         .handle();
+    QCOMPARE(module.contexts.fileContent(id, QStringLiteral("a")), QByteArray("1"));
+}
+
+void TestContextFilePostController::anEmptyBoundaryIsABoundary()
+{
+    Module module;
+    QByteArray body = part("a", "1") + "--XX--\r\n";
+    body.replace("--XX", "--");
+    Exchange exchange(module.strategy,
+                      post(body, QStringLiteral("multipart/form-data; boundary=")));
+    exchange.handle();
+    QCOMPARE(exchange.calls(), bareAnswer(204));
     QCOMPARE(module.contexts.fileContent(id, QStringLiteral("a")), QByteArray("1"));
 }
 
