@@ -44,6 +44,8 @@ struct AmqpClient::Private
     amqp_connection_state_t state = amqp_new_connection();
     bool isOpen = false;
     bool acknowledges = false;
+    int acknowledgedAtOnce = 1;
+    int unacknowledged = 0;
     quint64 confirmed = 0;
 
     Private() = default;
@@ -184,9 +186,10 @@ bool AmqpClient::waitForConfirms(quint64 number)
     return d->isOpen;
 }
 
-bool AmqpClient::consume(const QByteArray &queue, int prefetch)
+bool AmqpClient::consume(const QByteArray &queue, int prefetch, int atOnce)
 {
     d->acknowledges = prefetch > 0;
+    d->acknowledgedAtOnce = atOnce;
     if (d->acknowledges) {
         amqp_basic_qos(d->state, channel, 0, quint16(prefetch), 0);
         if (!check())
@@ -222,8 +225,10 @@ std::optional<AmqpMessage> AmqpClient::next(std::chrono::milliseconds limit)
         message.replyTo = copy(properties.reply_to);
     if ((properties._flags & AMQP_BASIC_DELIVERY_MODE_FLAG) != 0)
         message.deliveryMode = properties.delivery_mode;
-    if (d->acknowledges)
-        amqp_basic_ack(d->state, channel, envelope.delivery_tag, 0);
+    if (d->acknowledges && ++d->unacknowledged == d->acknowledgedAtOnce) {
+        amqp_basic_ack(d->state, channel, envelope.delivery_tag, 1);
+        d->unacknowledged = 0;
+    }
     amqp_destroy_envelope(&envelope);
     return message;
 }

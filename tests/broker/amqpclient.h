@@ -52,7 +52,8 @@ public:
                  const QByteArray &replyTo = {}, const QByteArray &correlationId = {});
     bool waitForConfirms(quint64 number); ///< of the first `number` messages since `confirm`
 
-    bool consume(const QByteArray &queue, int prefetch = 0); ///< with a prefetch: acknowledged
+    /// With a prefetch they are acknowledged, so many at once.
+    bool consume(const QByteArray &queue, int prefetch = 0, int atOnce = 1);
     std::optional<AmqpMessage> next(std::chrono::milliseconds limit = std::chrono::seconds(30));
 
 private:
