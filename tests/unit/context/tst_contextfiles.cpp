@@ -2,6 +2,7 @@
 
 #include "context/contextattachment.h"
 #include "fhir/coding.h"
+#include "fhir/documentreference.h"
 
 #include <QtTest/QtTest>
 
@@ -47,6 +48,7 @@ class TestContextFiles : public QObject
 private Q_SLOTS:
     void addedFileIsListedAndStored();
     void entryHasExactlyItsMembers();
+    void entryReadsBackWithItsUrlAndAnEmptyCoding();
     void percentNumbersInIdAndNameStayInTheUrl();
     void existingKeyChangesOnlyTheBytes();
     void existingKeyIsNoUse();
@@ -99,6 +101,17 @@ void TestContextFiles::entryHasExactlyItsMembers()
         "type": {"coding": [{"system": "urn:types", "code": "pdf"}]},
         "content": {"attachment": {"url": "/context/id/file/a.pdf"}}
     })"));
+}
+
+/// The list of codings that is written is not the single one that is read.
+void TestContextFiles::entryReadsBackWithItsUrlAndAnEmptyCoding()
+{
+    domain::DocumentReference document;
+    fromJson(document, attachmentEntry(Id, Name, coding()));
+    QCOMPARE(document.status(), QStringLiteral("superseded"));
+    QCOMPARE(document.content().size(), 1);
+    QCOMPARE(document.content().at(0).attachment.url, QStringLiteral("/context/id/file/a.pdf"));
+    QCOMPARE(document.type().coding.toJson(), QJsonObject());
 }
 
 void TestContextFiles::percentNumbersInIdAndNameStayInTheUrl()
