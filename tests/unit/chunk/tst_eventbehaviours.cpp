@@ -16,6 +16,7 @@ private Q_SLOTS:
     void otherChunksCreateNothing();
     void messagesAreAddedInOrder();
     void messageChunkIsTracedBeforeItsMessages();
+    void allMessagesAreReadBeforeTheFirstIsAdded();
     void invalidMessagesAreLeftOut();
     void otherChunksAddNoMessage_data();
     void otherChunksAddNoMessage();
@@ -115,6 +116,25 @@ void tst_EventBehaviours::messageChunkIsTracedBeforeItsMessages()
         {QtDebugMsg, latin1("ch.brenlo.kavo-service.context.messageservice"),
          latin1("Adding message with title  \"t\"")}};
     QCOMPARE(log.lines(), expected);
+}
+
+void tst_EventBehaviours::allMessagesAreReadBeforeTheFirstIsAdded()
+{
+    Stores stores;
+    support::LogCapture log;
+    AddMessagesBehaviour(&stores.messages)
+        .handle(json(R"({"exchange":"kavo-context-add-messages","messages":[
+            {"id":"1","title":"a","text":"x","timestamp":"soon"},
+            {"id":"2","title":"b","text":"x","timestamp":"later"}]})"));
+    QStringList texts;
+    for (const support::LogLine &line : log.lines())
+        texts << line.message;
+    const QStringList expected{latin1("Chunk received"),
+                               latin1("Unexpected invalid date format found in string:  \"soon\""),
+                               latin1("Unexpected invalid date format found in string:  \"later\""),
+                               latin1("Adding message with title  \"a\""),
+                               latin1("Adding message with title  \"b\"")};
+    QCOMPARE(texts, expected);
 }
 
 void tst_EventBehaviours::invalidMessagesAreLeftOut()
