@@ -70,6 +70,7 @@ private Q_SLOTS:
     void readingMarksTheContextAsUsed();
     void anEmptyIdOrNameThrows();
     void logsTheAccess();
+    void logsTheAccessToWhatIsNotThere();
     void logsTheDesiredNameOfADownload();
 };
 
@@ -151,9 +152,11 @@ void TestContextFileGetController::base64WinsOverTheDownload()
     ModuleWithFile module;
     Exchange exchange(module.strategy, get(QStringLiteral("x.pdf?download=true&filename=y.pdf"))
                                            .with(acceptEncoding, QStringLiteral("gzip, base64")));
+    const support::LogCapture log;
     exchange.handle();
     QCOMPARE(exchange.calls(),
              fileAnswer({QStringLiteral("Content-Encoding: base64")}, "JVBERgANCv8="));
+    QCOMPARE(debugLines(log, category).size(), 1); // the name that was desired plays no part
 }
 
 void TestContextFileGetController::base64IsPaddedAndHasNoLineBreaks()
@@ -303,6 +306,18 @@ void TestContextFileGetController::logsTheAccess()
     Exchange(module.strategy, get(QStringLiteral("x.pdf?filename=y"))).handle();
     QCOMPARE(debugLines(log, category),
              QStringList{QStringLiteral("Accessing file \"x.pdf\" within context \"abc\" .")});
+}
+
+void TestContextFileGetController::logsTheAccessToWhatIsNotThere()
+{
+    Module module;
+    support::LogCapture log;
+    const QStringList access{QStringLiteral("Accessing file \"x\" within context \"abc\" .")};
+    Exchange(module.strategy, get(QStringLiteral("x?download=true"))).handle();
+    QCOMPARE(debugLines(log, category), access); // no context
+    module.contexts.setContext(id, QJsonObject());
+    Exchange(module.strategy, get(QStringLiteral("x?download=true"))).handle();
+    QCOMPARE(debugLines(log, category), access + access); // no file
 }
 
 void TestContextFileGetController::logsTheDesiredNameOfADownload()

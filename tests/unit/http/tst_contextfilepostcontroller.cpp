@@ -186,8 +186,12 @@ void TestContextFilePostController::withoutBoundaryNothingIsStoredAndTheAnswerIs
 {
     QFETCH(QString, type);
     Module module;
+    const support::LogCapture log;
     Exchange exchange(module.strategy, post(part("a", "1") + "--XX--\r\n", type));
     exchange.handle();
+    QCOMPARE(log.lines().size(), 1);
+    QCOMPARE(debugLines(log, category),
+             QStringList{QStringLiteral("Uploading file to context \"abc\" .")});
     QCOMPARE(exchange.calls(),
              (QStringList{QStringLiteral("setHeader Content-Type: text/plain"),
                           QStringLiteral("writeHead 400"),

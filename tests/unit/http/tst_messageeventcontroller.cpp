@@ -191,8 +191,11 @@ void TestMessageEventController::logsWaitingAndAnswering()
     Module module;
     support::LogCapture log;
     Exchange exchange(module.strategy, poll);
+    int linesAtEnd = 0;
+    exchange.response->onEnd = [&] { linesAtEnd = debugLines(log, category).size(); };
     exchange.handle();
     module.messages.addMessage(message(QStringLiteral("1")));
+    QCOMPARE(linesAtEnd, 3);
     QCOMPARE(
         debugLines(log, category),
         (QStringList{QStringLiteral("Wait for messages becoming available..."),
