@@ -2,6 +2,8 @@
 // once, and finds it in one state and no other.
 #include "contextfixture.h"
 
+#include "chunk/chunkbehaviour.h"
+
 #include <QtTest/QtTest>
 
 #include <functional>
@@ -24,6 +26,24 @@ void onNextPublish(ContextFixture &f, std::function<void(const QJsonObject &)> a
     };
 }
 
+/// Counts its chunks, and hands one to everybody when it is deleted.
+class DispatchingBehaviour final : public ChunkBehaviour
+{
+public:
+    DispatchingBehaviour(ContextService *service, int *chunks)
+        : m_service(service)
+        , m_chunks(chunks)
+    {
+    }
+    ~DispatchingBehaviour() override { m_service->dispatchChunk(QJsonObject()); }
+
+    void handle(const QJsonValue & /*chunk*/) override { ++*m_chunks; }
+
+private:
+    ContextService *m_service;
+    int *m_chunks;
+};
+
 } // namespace
 
 class TestContextOrder : public QObject
@@ -39,6 +59,7 @@ private Q_SLOTS:
     void creatingRemovingAndReadingLogNothing();
     void logOfAnArrayOverAnObject();
     void logOfARemovalByNullComesBeforeIt();
+    void oldBehavioursAreDeletedBeforeNewOnesAreTakenOver();
 };
 
 void TestContextOrder::createdIsPublishedBeforeItsUseIsMarked()
@@ -141,6 +162,22 @@ void TestContextOrder::logOfARemovalByNullComesBeforeIt()
          QStringLiteral("Setting context \"id\" to unknown QJsonValue(null)")}};
     QCOMPARE(log.lines(), expected);
     QCOMPARE(linesAtPublish, 1);
+}
+
+void TestContextOrder::oldBehavioursAreDeletedBeforeNewOnesAreTakenOver()
+{
+    ContextFixture f;
+    int chunks = 0;
+    std::vector<std::unique_ptr<ChunkBehaviour>> list;
+    list.push_back(std::make_unique<DispatchingBehaviour>(f.service.get(), &chunks));
+    f.service->setBehaviours(std::move(list));
+    list.clear();
+    list.push_back(std::make_unique<DispatchingBehaviour>(f.service.get(), &chunks));
+    f.service->setBehaviours(std::move(list));
+    QCOMPARE(chunks, 0); // neither the old one nor the new one is there to hear the last words
+    f.service->dispatchChunk(QJsonObject());
+    QCOMPARE(chunks, 1);
+    f.service->setBehaviours({});
 }
 
 QTEST_GUILESS_MAIN(TestContextOrder)
