@@ -53,6 +53,7 @@ private Q_SLOTS:
     void existingKeyChangesOnlyTheBytes();
     void existingKeyIsNoUse();
     void logOfAnExistingKey();
+    void keysOfTwoContextsMayMeet();
     void fileOutlivesItsContext();
     void fileOutlivesACollectedContext();
     void addingToAContextWithIdPublishesNothing();
@@ -153,6 +154,15 @@ void TestContextFiles::logOfAnExistingKey()
     QCOMPARE(log.lines(), (QVector<support::LogLine>{
                               {QtDebugMsg, serviceCategory(),
                                QStringLiteral("File already exists, overwrite content only.")}}));
+}
+
+void TestContextFiles::keysOfTwoContextsMayMeet()
+{
+    ContextFixture f;
+    f.service->addFile(QStringLiteral("a"), QStringLiteral("b_c"), "1", coding());
+    f.service->addFile(QStringLiteral("a_b"), QStringLiteral("c"), "2", coding());
+    QCOMPARE(f.service->fileContent(QStringLiteral("a"), QStringLiteral("b_c")), QByteArray("2"));
+    QCOMPARE(f.service->contextIds(), QStringList{QStringLiteral("a")}); // an overwrite lists none
 }
 
 void TestContextFiles::fileOutlivesItsContext()
