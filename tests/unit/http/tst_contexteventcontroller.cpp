@@ -60,6 +60,7 @@ private Q_SLOTS:
     void deletingAnIdThatHoldsNothingKeepsTheClientWaiting();
     void aRemovedContextThatWasDeliveredAnswers404AtOnce();
     void aDeleteIsNeverAnswered();
+    void anyMethodButGetIsNeverAnswered();
     void anAnsweredControllerDeletesItself();
     void aSecondChangeBeforeTheDeletionCountsAsUnsent();
     void theSlotIgnoresOtherIds();
@@ -334,6 +335,22 @@ void TestContextEventController::aDeleteIsNeverAnswered()
     module.contexts.setContext(id, json(R"({"a": 2})"));
     module.contexts.removeContext(id);
     QCOMPARE(exchange.calls(), QStringList());
+    QVERIFY(module.strategy.sentContexts().isEmpty());
+}
+
+void TestContextEventController::anyMethodButGetIsNeverAnswered()
+{
+    Module module;
+    module.contexts.setContext(id, json(R"({"a": 1})"));
+    for (const auto method : {Request::Head, Request::Post, Request::Put, Request::Unknown}) {
+        ContextEventController controller(&module.strategy, &module.contexts, method, id);
+        const auto response = std::make_shared<FakeResponse>();
+        controller.setRequest(std::make_shared<FakeRequest>(method, poll.url()));
+        controller.setResponse(response);
+        controller.handle();
+        module.contexts.setContext(id, QJsonObject{{QStringLiteral("a"), int(method)}});
+        QCOMPARE(response->calls(), QStringList());
+    }
     QVERIFY(module.strategy.sentContexts().isEmpty());
 }
 
