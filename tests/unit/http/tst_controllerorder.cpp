@@ -124,7 +124,7 @@ void TestControllerOrder::putIsLoggedBeforeItReachesTheStore()
     Module module;
     support::LogCapture log;
     Exchange(module.strategy, {Request::Put, path, R"({"a": 1})"}).handle();
-    const QVector<support::LogLine> lines = log.lines();
+    const QVector<support::LogLine> &lines = log.lines();
     QCOMPARE(lines.size(), 3);
     QCOMPARE(lines.at(0).category, controllerCategory);
     QCOMPARE(lines.at(0).message, QStringLiteral("Setting context \"abc\" ."));
