@@ -68,6 +68,7 @@ private Q_SLOTS:
     void markMustLieStrictlyAfterTheThreshold();
     void createdButNeverSetIsNeverVisited();
     void everyRemovalIsAnnounced();
+    void withoutAHostContextsAreRemovedAllTheSame();
     void idReadAsNullIsCollectedWithoutASignal();
     void idsAreVisitedInAscendingOrder();
     void idsRemovedDuringThePassAreStillVisited();
@@ -305,6 +306,18 @@ void TestContextCollector::everyRemovalIsAnnounced()
     QCOMPARE(chunks.at(1), object(R"({"exchange":"context-removed","data":{"contextId":"b"}})"));
     QCOMPARE(f.removed, (QStringList{QStringLiteral("a"), QStringLiteral("b")}));
     QVERIFY(f.changed.isEmpty());
+}
+
+void TestContextCollector::withoutAHostContextsAreRemovedAllTheSame()
+{
+    ContextFixture f;
+    f.service->setContext(Id, object(R"({"a":1})"));
+    f.forget();
+    f.host.publisher = nullptr;
+    f.clock.advance(Period);
+    f.service->collectGarbage(Period);
+    QVERIFY(f.service->contextIds().isEmpty());
+    QCOMPARE(f.steps, QStringList{QStringLiteral("contextRemoved")});
 }
 
 void TestContextCollector::idReadAsNullIsCollectedWithoutASignal()

@@ -48,6 +48,7 @@ private Q_SLOTS:
     void removesAndAnswers();
     void anEmptyStoreAnswersAnEmptyArray();
     void removingWakesNobody();
+    void theMethodPlaysNoPart();
     void logsTheRequest();
 };
 
@@ -93,6 +94,18 @@ void TestMessageController::removingWakesNobody()
     QSignalSpy available(&module.messages, &MessageService::messagesAvailable);
     Exchange(module.strategy, post(R"(["1"])")).handle();
     QCOMPARE(available.count(), 0);
+}
+
+void TestMessageController::theMethodPlaysNoPart()
+{
+    ModuleWithMessages module;
+    MessageController controller(&module.messages, Request::Get);
+    const auto response = std::make_shared<FakeResponse>();
+    controller.setRequest(std::make_shared<FakeRequest>(post(R"(["1"])")));
+    controller.setResponse(response);
+    controller.handle();
+    QCOMPARE(module.remaining(), (QStringList{QStringLiteral("2"), QStringLiteral("3")}));
+    QCOMPARE(response->statuses(), QVector<int>{200});
 }
 
 void TestMessageController::logsTheRequest()
