@@ -213,6 +213,8 @@ void TestContextEventController::readsTheItem_data()
                                                 << QStringLiteral("patient, respond-async");
     QTest::newRow("up to a second one")
         << QStringLiteral("wait=$.a,wait=$.b") << QStringLiteral("a,");
+    QTest::newRow("up to the second of three")
+        << QStringLiteral("wait=$.a,wait=$.b,wait=$.c") << QStringLiteral("a,");
     QTest::newRow("no path") << QStringLiteral("wait=$.a.b") << QStringLiteral("a.b");
 }
 
@@ -235,20 +237,29 @@ void TestContextEventController::readsTheItem()
 void TestContextEventController::aPreferenceWithoutItemWaitsForAnyChange_data()
 {
     QTest::addColumn<QString>("prefer");
-    QTest::newRow("a time-out") << QStringLiteral("wait=5");
-    QTest::newRow("in capitals") << QStringLiteral("Wait=$.patient");
-    QTest::newRow("with a blank") << QStringLiteral("wait= $.patient");
-    QTest::newRow("an empty item") << QStringLiteral("wait=$.");
-    QTest::newRow("an empty item before another") << QStringLiteral("wait=$.wait=$.patient");
+    QTest::addColumn<QStringList>("said");
+    const QStringList emptyItem{QStringLiteral("Waiting for context item \"\"")};
+    QTest::newRow("a time-out") << QStringLiteral("wait=5") << QStringList();
+    QTest::newRow("in capitals") << QStringLiteral("Wait=$.patient") << QStringList();
+    QTest::newRow("with a blank") << QStringLiteral("wait= $.patient") << QStringList();
+    QTest::newRow("an empty item") << QStringLiteral("wait=$.") << emptyItem;
+    QTest::newRow("an empty item before another")
+        << QStringLiteral("wait=$.wait=$.patient") << emptyItem;
 }
 
 void TestContextEventController::aPreferenceWithoutItemWaitsForAnyChange()
 {
     QFETCH(QString, prefer);
+    QFETCH(QStringList, said);
     Module module;
+    support::LogCapture log;
     Exchange exchange(module.strategy, pollWith(prefer));
     exchange.handle();
     QCOMPARE(exchange.calls(), QStringList());
+    QCOMPARE(debugLines(log, category),
+             said + QStringList{QStringLiteral("Accessing context \"abc\" ."),
+                                QStringLiteral("Current context has already been sent. "
+                                               "Wait for change...")});
     module.contexts.setContext(id, json(R"({"x": 1})"));
     QCOMPARE(exchange.response->statuses(), QVector<int>{200});
 }
