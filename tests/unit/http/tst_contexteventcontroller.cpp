@@ -256,10 +256,10 @@ void TestContextEventController::aPreferenceWithoutItemWaitsForAnyChange()
     Exchange exchange(module.strategy, pollWith(prefer));
     exchange.handle();
     QCOMPARE(exchange.calls(), QStringList());
-    QCOMPARE(debugLines(log, category),
-             said + QStringList{QStringLiteral("Accessing context \"abc\" ."),
-                                QStringLiteral("Current context has already been sent. "
-                                               "Wait for change...")});
+    const QStringList waiting{
+        QStringLiteral("Accessing context \"abc\" ."),
+        QStringLiteral("Current context has already been sent. Wait for change...")};
+    QCOMPARE(debugLines(log, category), said + waiting);
     module.contexts.setContext(id, json(R"({"x": 1})"));
     QCOMPARE(exchange.response->statuses(), QVector<int>{200});
 }
