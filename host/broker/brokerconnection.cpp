@@ -53,16 +53,11 @@ struct BrokerConnection::Private
     ~Private() { amqp_destroy_connection(state); }
 };
 
-BrokerConnection::BrokerConnection(const BrokerSettings &settings, const QByteArray &name)
+BrokerConnection::BrokerConnection(const BrokerSettings &settings)
     : d(std::make_unique<Private>())
 {
     d->largestBody = settings.limits.body;
     open(settings);
-    logIn(settings, name);
-    for (const int channel : {consuming, declaring, publishing})
-        openChannel(channel);
-    const timeval answer = interval(settings.limits.answer);
-    amqp_set_rpc_timeout(d->state, &answer);
 }
 
 BrokerConnection::~BrokerConnection() = default;
@@ -118,6 +113,10 @@ void BrokerConnection::logIn(const BrokerSettings &settings, const QByteArray &n
         check(reply.library_error, "no login");
     if (reply.reply_type == AMQP_RESPONSE_SERVER_EXCEPTION)
         throw closedBy(reply.reply);
+    for (const int channel : {consuming, declaring, publishing})
+        openChannel(channel);
+    const timeval answer = interval(settings.limits.answer);
+    amqp_set_rpc_timeout(d->state, &answer);
 }
 
 void BrokerConnection::check(int status, const char *doing) const

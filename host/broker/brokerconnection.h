@@ -23,18 +23,20 @@ public:
     QString reason() const { return QString::fromUtf8(what()); }
 };
 
-/// One connection through librabbitmq, logged in, with three channels. Owned by the broker's
+/// One connection through librabbitmq, with three channels. Owned by the broker's
 /// thread, where it blocks as it must; every call may throw a BrokerFailure.
 class BrokerConnection
 {
 public:
-    /// `name` is what the broker's administrator sees.
-    BrokerConnection(const BrokerSettings &settings, const QByteArray &name);
+    explicit BrokerConnection(const BrokerSettings &settings);
     ~BrokerConnection();
     BrokerConnection(const BrokerConnection &) = delete;
     BrokerConnection &operator=(const BrokerConnection &) = delete;
 
     int descriptor() const;
+
+    /// Before everything else. `name` is what the broker's administrator sees.
+    void logIn(const BrokerSettings &settings, const QByteArray &name);
 
     // Declarations, on their own channel; it is open again after a fault.
     std::optional<ChannelFault> declareExchange(const QByteArray &name);
@@ -70,7 +72,6 @@ private:
     void open(const BrokerSettings &settings);
     void openChannel(int channel);
     void agreeToClose(int channel);
-    void logIn(const BrokerSettings &settings, const QByteArray &name);
     void check(int status, const char *doing) const;
     std::optional<ChannelFault> outcome(int channel, const char *doing);
     BrokerEvent readMessage(quint64 tag, const QByteArray &exchange);

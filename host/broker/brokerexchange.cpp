@@ -69,7 +69,7 @@ void BrokerExchange::push(OutgoingMessage message)
 void BrokerExchange::endDrops()
 {
     if (m_dropped > 0)
-        qCWarning(lcBroker) << m_dropped << "chunks were dropped";
+        qCWarning(lcBroker) << "Chunks dropped:" << m_dropped;
     m_dropped = 0;
 }
 
@@ -112,7 +112,10 @@ void BrokerExchange::finish()
     stopDelivering();
     m_handover->setLoop(nullptr);
     m_handover->stop();
-    bool hasEnded = m_handover->waitForEnd(m_settings.limits.flush + grace);
+    const BrokerCounts now = m_handover->counts();
+    const bool hasNothingToDo = !now.connected && now.waiting == 0;
+    bool hasEnded =
+        m_handover->waitForEnd(hasNothingToDo ? grace : m_settings.limits.flush + grace);
     if (!hasEnded) {
         m_handover->breakConnection();
         hasEnded = m_handover->waitForEnd(grace);
@@ -124,7 +127,7 @@ void BrokerExchange::finish()
     endDrops();
     const int lost = m_handover->counts().waiting;
     if (lost > 0)
-        qCWarning(lcBroker) << lost << "chunks were not confirmed by the broker at the end";
+        qCWarning(lcBroker) << "Chunks that the broker did not confirm before the end:" << lost;
 }
 
 BrokerCounts BrokerExchange::counts() const

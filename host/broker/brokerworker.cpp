@@ -58,9 +58,9 @@ void BrokerWorker::connect()
     BrokerSettings settings = m_settings;
     if (m_handover->isStopping())
         settings.limits.connect = std::min(settings.limits.connect, m_handover->timeLeft());
-    m_connection =
-        std::make_unique<BrokerConnection>(settings, "kavo-host " + settings.workstation.toUtf8());
+    m_connection = std::make_unique<BrokerConnection>(settings);
     m_handover->connected(m_connection->descriptor());
+    m_connection->logIn(settings, "kavo-host " + settings.workstation.toUtf8());
     declarePublished(m_connection.get(), m_settings);
     declareConsumed(m_connection.get(), m_settings);
     m_connection->confirmPublishing();
