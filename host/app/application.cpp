@@ -90,6 +90,8 @@ void Application::shutDown()
     if (!m_server)
         return;
     m_server->stopAccepting();
+    if (const int left = m_deliveries.clear())
+        qCWarning(lcApp) << "Not delivered before the end, nor acknowledged: chunks," << left;
     if (m_broker)
         m_broker->stopDelivering(); // what is not handed over now stays with the broker
     m_plugin.plugin->detachHost();
@@ -173,7 +175,7 @@ bool Application::listen(QString *error)
 
 void Application::addRoutes()
 {
-    addExchangeRoutes(&m_routes, &m_hub, &m_embedded);
+    addExchangeRoutes(&m_routes, &m_deliveries, &m_embedded);
     m_routes.add(RouteTable::Method::Get, QStringLiteral("/health"),
                  RouteTable::Handler(
                      [this](const http::server::Request &, http::server::Response &response) {

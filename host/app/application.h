@@ -4,6 +4,7 @@
 #include "app/pluginloader.h"
 #include "broker/brokerlink.h"
 #include "exchange/chunkhub.h"
+#include "exchange/deliveryqueue.h"
 #include "exchange/embeddedexchange.h"
 #include "routes/routetable.h"
 
@@ -53,6 +54,7 @@ private:
     QElapsedTimer m_uptime;
     EmbeddedExchange m_embedded;
     ChunkHub m_hub;
+    DeliveryQueue m_deliveries{&m_hub};
     std::unique_ptr<BrokerLink> m_broker; // null: no --exchange
     RouteTable m_routes;
     LoadedPlugin m_plugin;                // goes before what it publishes to

@@ -15,6 +15,7 @@ class OverloadTest : public QObject
 
 private Q_SLOTS:
     void aClientThatSendsAheadLeavesTheOthersTheirTurn();
+    void aLongListOfChunksLeavesTheOthersTheirTurn();
     void everyRequestSentAheadIsAnsweredInItsTurn();
     void requestsBehindALargeAnswerAreServedAfterAHalfClose();
     void aContextTooLargeToPrintIsAnswered500();
@@ -42,6 +43,23 @@ void OverloadTest::aClientThatSendsAheadLeavesTheOthersTheirTurn()
     while (ahead.readResponse().status == 200)
         ++answered;
     QVERIFY2(answered < sentAhead, "The other client and the signal had to wait for all of them");
+}
+
+void OverloadTest::aLongListOfChunksLeavesTheOthersTheirTurn()
+{
+    HostProcess host;
+    QVERIFY(host.start());
+    // Each takes the host until the next second begins.
+    QByteArray list = "[";
+    for (int i = 0; i < 8; ++i)
+        list += R"({"exchange":"kavo-context-rpc-create","body":{}},)";
+    list.back() = ']';
+    HttpClient sender(host.port());
+    QVERIFY(sender.send(requestBytes("POST", "/exchange/chunks", {}, list)));
+    HttpClient other(host.port());
+    QCOMPARE(other.exchange("GET", "/health").status, 200);
+    QVERIFY2(!sender.hasInput(), "The other client had to wait for the whole list");
+    QCOMPARE(sender.readResponse().json().value(QStringLiteral("delivered")).toInt(), 8);
 }
 
 void OverloadTest::everyRequestSentAheadIsAnsweredInItsTurn()

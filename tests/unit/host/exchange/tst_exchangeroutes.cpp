@@ -1,4 +1,5 @@
 #include "exchange/chunkhub.h"
+#include "exchange/deliveryqueue.h"
 #include "exchange/embeddedexchange.h"
 #include "exchange/exchangeroutes.h"
 #include "routes/routetable.h"
@@ -31,7 +32,7 @@ struct Routes
     {
         hub.addExchange(&embedded);
         hub.subscribe(&listener);
-        addExchangeRoutes(&table, &hub, &embedded);
+        addExchangeRoutes(&table, &queue, &embedded);
     }
 
     std::shared_ptr<support::FakeStream> serve(Request::HttpMethod method,
@@ -49,6 +50,7 @@ struct Routes
 
     EmbeddedExchange embedded{1};
     ChunkHub hub;
+    DeliveryQueue queue{&hub};
     RecordingListener listener;
     RouteTable table;
 };
