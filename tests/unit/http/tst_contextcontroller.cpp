@@ -19,6 +19,7 @@ class TestContextController : public QObject
 private Q_SLOTS:
     void getOfAPresentContextAnswersItAsJson();
     void getOfAnUnknownIdAnswers404WithoutBodyAndContentType();
+    void anIdThatWasOnlyReadIsStillUnknown();
     void getOfAContextThatIsNoObjectAnswersAnEmptyObject();
     void getMarksTheContextAsUsed();
     void everyGetOfAnUnchangedContextSharesOneText();
@@ -55,6 +56,22 @@ void TestContextController::getOfAnUnknownIdAnswers404WithoutBodyAndContentType(
     Exchange exchange(module.strategy, {Request::Get, path});
     exchange.handle();
     QCOMPARE(exchange.calls(), bareAnswer(404));
+}
+
+void TestContextController::anIdThatWasOnlyReadIsStillUnknown()
+{
+    Module module;
+    const auto statuses = [&module](Request::HttpMethod method) {
+        Exchange exchange(module.strategy, {method, path, R"({"a": 1})"});
+        return exchange.handle().response->statuses();
+    };
+    QCOMPARE(statuses(Request::Get), QVector<int>{404});
+    QCOMPARE(module.contexts.contextIds(), QStringList{QStringLiteral("abc")}); // it holds a null
+    QCOMPARE(statuses(Request::Get), QVector<int>{404});
+    QCOMPARE(statuses(Request::Delete), (QVector<int>{404, 204}));
+    QCOMPARE(statuses(Request::Get), QVector<int>{404});
+    QCOMPARE(statuses(Request::Put), QVector<int>{201});
+    QCOMPARE(statuses(Request::Get), QVector<int>{200});
 }
 
 void TestContextController::getOfAContextThatIsNoObjectAnswersAnEmptyObject()

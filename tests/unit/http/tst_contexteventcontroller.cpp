@@ -46,6 +46,7 @@ private Q_SLOTS:
     void aChangeOfAnotherContextDoesNotAnswer();
     void aChangeToTheSameValueDoesNotAnswer();
     void aContextThatDoesNotExistYetIsDeliveredWhenItIsCreated();
+    void anEmptyContextCountsAsSentFromTheStart();
     void aContextThatIsNoObjectIsDeliveredAsAnEmptyOne();
     void waitsForAChangeThatCarriesTheItem();
     void theItemPlaysNoPartInTheComparison();
@@ -155,6 +156,17 @@ void TestContextEventController::aContextThatDoesNotExistYetIsDeliveredWhenItIsC
     QVERIFY(module.strategy.sentContexts().contains(id));
     module.contexts.setContext(id, json(R"({"a": 1})"));
     QCOMPARE(exchange.calls(), eventAnswer(json(R"({"a": 1})")));
+}
+
+void TestContextEventController::anEmptyContextCountsAsSentFromTheStart()
+{
+    Module module;
+    module.contexts.setContext(id, QJsonObject());
+    Exchange exchange(module.strategy, poll);
+    exchange.handle();
+    QCOMPARE(exchange.calls(), QStringList());
+    module.contexts.setContext(id, json(R"({"inbox": 1})"));
+    QCOMPARE(exchange.calls(), eventAnswer(json(R"({"inbox": 1})")));
 }
 
 void TestContextEventController::aContextThatIsNoObjectIsDeliveredAsAnEmptyOne()
