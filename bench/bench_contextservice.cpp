@@ -4,7 +4,7 @@
 #include "fhir/coding.h"
 #include "plugin/hosthandle.h"
 #include "system/clock.h"
-#include "system/jsontext.h"
+#include "common/jsontext.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QJsonArray>
@@ -126,7 +126,7 @@ void printByIndentedJson(benchmark::State &state)
 {
     const QJsonObject object = Store::parsed(1);
     for (auto _ : state)
-        benchmark::DoNotOptimize(indentedJson(object));
+        benchmark::DoNotOptimize(common::indentedJson(object));
 }
 BENCHMARK(printByIndentedJson);
 

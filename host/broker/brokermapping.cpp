@@ -1,5 +1,6 @@
 #include "broker/brokermapping.h"
 
+#include "common/jsontext.h"
 #include "common/parsejson.h"
 
 #include <QtCore/QJsonDocument>
@@ -31,11 +32,6 @@ QString eventName(const QJsonObject &chunk, const QString &exchange)
     return event.isEmpty() ? exchange : event;
 }
 
-QByteArray compact(const QJsonObject &object)
-{
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
-}
-
 // A correlation id may be any JSON value, but is a text on the broker.
 QByteArray correlationText(const QJsonValue &value)
 {
@@ -47,7 +43,7 @@ QByteArray correlationText(const QJsonValue &value)
         if (text.isNull())
             text = QByteArrayLiteral("");
     } else {
-        const QByteArray member = compact({{QStringLiteral("v"), value}});
+        const QByteArray member = common::compactJson({{QStringLiteral("v"), value}});
         text = member.mid(int(sizeof("{\"v\":")) - 1);
         text.chop(1);
     }
@@ -108,7 +104,7 @@ std::optional<OutgoingMessage> messageFromChunk(const QJsonObject &chunk,
     const QString event = eventName(chunk, exchange);
     message.routingKey = cutToFit(routing.workstation.toUtf8() + '.' + event.toUtf8());
     message.correlationId = correlationText(correlationOf(chunk));
-    message.body = compact(chunk);
+    message.body = common::compactJson(chunk);
     return message;
 }
 
@@ -118,7 +114,7 @@ OutgoingMessage replyFromChunk(const QJsonObject &chunk, const ReplyAddress &add
     message.routingKey = address.queue;
     message.correlationId = address.correlationId.isNull() ? correlationText(correlationOf(chunk))
                                                            : address.correlationId;
-    message.body = compact(chunk);
+    message.body = common::compactJson(chunk);
     return message;
 }
 

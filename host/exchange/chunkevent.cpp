@@ -1,8 +1,7 @@
 #include "exchange/chunkevent.h"
 
+#include "common/jsontext.h"
 #include "exchange/jsonsize.h"
-
-#include <QtCore/QJsonDocument>
 
 namespace host {
 namespace {
@@ -11,7 +10,7 @@ constexpr qint64 longestFrame = 64; // everything of an event's text but its JSO
 
 QByteArray eventText(qint64 id, Direction direction, const QJsonObject &chunk)
 {
-    const QByteArray json = QJsonDocument(chunk).toJson(QJsonDocument::Compact);
+    const QByteArray json = common::compactJson(chunk);
     QByteArray text;
     text.reserve(json.size() + int(longestFrame));
     text += "id: ";

@@ -1,8 +1,9 @@
 #include "routes/answers.h"
 
+#include "common/jsontext.h"
+
 #include <http/server/response.h>
 
-#include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
 namespace host {
@@ -19,7 +20,7 @@ void answerJson(http::server::Response &response, int status, const QJsonObject 
     response.setHeader(QStringLiteral("Content-Type"), QStringLiteral("application/json"));
     response.setHeader(QStringLiteral("Cache-Control"), QStringLiteral("no-store"));
     response.writeHead(status);
-    response.end(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    response.end(common::compactJson(object));
 }
 
 } // namespace host

@@ -1,5 +1,6 @@
 #include "context/contextservice.h"
 
+#include "common/jsontext.h"
 #include "context/behaviourlist.h"
 #include "context/contextchange.h"
 #include "context/contextevents.h"
@@ -7,7 +8,6 @@
 #include "context/contextlog.h"
 #include "plugin/hosthandle.h"
 #include "system/clock.h"
-#include "system/jsontext.h"
 #include "system/settings.h"
 
 #include <QtCore/QCoreApplication>
@@ -103,13 +103,14 @@ QByteArray ContextService::printedContext(const QString &id) const
     if (const QByteArray *kept = m_printed.find(id))
         return *kept;
     const QJsonValue value = m_contexts.value(id);
-    const QByteArray text = indentedJson(value.toObject());
+    const QByteArray text = common::indentedJson(value.toObject());
     return value.isObject() ? m_printed.keep(id, text) : text;
 }
 
 QByteArray ContextService::printedContext(const QString &id, const QJsonObject &object) const
 {
-    return m_contexts.value(id).toObject() == object ? printedContext(id) : indentedJson(object);
+    return m_contexts.value(id).toObject() == object ? printedContext(id)
+                                                     : common::indentedJson(object);
 }
 
 QStringList ContextService::contextIds() const

@@ -1,4 +1,4 @@
-#include "system/jsontext.h"
+#include "common/jsontext.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
@@ -11,34 +11,42 @@
 #include <limits>
 #include <new>
 
+namespace common {
 namespace {
 
 /// Appends to one buffer, where Qt makes a byte array of every key, text and indentation.
 class Writer
 {
 public:
+    explicit Writer(bool isIndented)
+        : m_isIndented(isIndented)
+    {
+    }
+
     QByteArray finish()
     {
+        if (m_isIndented)
+            append("\n", 1);
         m_text.resize(m_size);
         return m_text;
     }
 
     void write(const QJsonObject &object, int level)
     {
-        append("{\n", 2);
+        append("{", 1);
         for (auto member = object.constBegin(); member != object.constEnd();) {
-            indent(level + 1);
+            startLine(level + 1);
             write(member.key());
-            append(": ", 2);
+            append(": ", m_isIndented ? 2 : 1);
             write(member.value(), level + 1);
             if (++member != object.constEnd())
                 append(",", 1);
-            append("\n", 1);
         }
-        indent(level);
+        startLine(level);
         append("}", 1);
     }
 
+private:
     void append(const char *bytes, int count)
     {
         reserve(count);
@@ -46,18 +54,16 @@ public:
         m_size += count;
     }
 
-private:
     void write(const QJsonArray &array, int level)
     {
-        append("[\n", 2);
+        append("[", 1);
         for (auto element = array.constBegin(); element != array.constEnd();) {
-            indent(level + 1);
+            startLine(level + 1);
             write(*element, level + 1);
             if (++element != array.constEnd())
                 append(",", 1);
-            append("\n", 1);
         }
-        indent(level);
+        startLine(level);
         append("]", 1);
     }
 
@@ -189,8 +195,11 @@ private:
         return length;
     }
 
-    void indent(int level)
+    void startLine(int level)
     {
+        if (!m_isIndented)
+            return;
+        append("\n", 1);
         const int count = 4 * level;
         reserve(count);
         std::memset(m_text.data() + m_size, ' ', static_cast<size_t>(count));
@@ -211,16 +220,28 @@ private:
         m_text.resize(static_cast<int>(qMin(Largest, qMax(First, qMax(doubled, needed)))));
     }
 
+    bool m_isIndented;
     QByteArray m_text;
     int m_size = 0;
 };
+
+QByteArray print(const QJsonObject &object, bool isIndented)
+{
+    Writer writer(isIndented);
+    writer.write(object, 0);
+    return writer.finish();
+}
 
 } // namespace
 
 QByteArray indentedJson(const QJsonObject &object)
 {
-    Writer writer;
-    writer.write(object, 0);
-    writer.append("\n", 1);
-    return writer.finish();
+    return print(object, true);
 }
+
+QByteArray compactJson(const QJsonObject &object)
+{
+    return print(object, false);
+}
+
+} // namespace common
