@@ -97,6 +97,7 @@ void tst_Cards::numbersAreLearned_data()
     row("data is no text", card("Kavo", json(R"({"event":"new-context"})")), nothing);
     row("no data", json(R"({"source":"Kavo"})"), nothing);
     row("source in another case", card("kavo", both), nothing);
+    row("longer source", card("Kavo2", both), nothing);
     row("source of VeKa documents", card("veka", both), nothing);
     row("source is no text", json(R"({"source":["Kavo"],"data":"x"})"), nothing);
     row("no source", json(R"({"data":"x"})"), nothing);

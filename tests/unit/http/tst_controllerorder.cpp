@@ -2,6 +2,7 @@
 #include "modulefixture.h"
 
 #include <QtTest/QTest>
+#include <utility>
 
 namespace {
 
@@ -27,6 +28,7 @@ private Q_SLOTS:
     void deletionIsLoggedBetweenTheFirstAnswerAndTheRemoval();
     void putIsLoggedBeforeItReachesTheStore();
     void aParseErrorIsLoggedBeforeItIsAnswered();
+    void whatOthersStoreUnderANewIdIsReplaced();
     void anImmediateVersionCountsAsSentBeforeItsAnswer();
     void anAwaitedVersionCountsAsSentAfterItsAnswer();
     void anAnswerOfARemovedContextIsNotLogged();
@@ -143,6 +145,26 @@ void TestControllerOrder::aParseErrorIsLoggedBeforeItIsAnswered()
     exchange.handle();
     QCOMPARE(exchange.response->statuses(), (QVector<int>{400, 200}));
     QCOMPARE(linesAtEnd.value(0), 3);
+}
+
+void TestControllerOrder::whatOthersStoreUnderANewIdIsReplaced()
+{
+    Module module;
+    bool isFirst = true;
+    module.publisher.onPublish = [&](const QJsonValue &chunk) {
+        if (!std::exchange(isFirst, false))
+            return;
+        const QJsonValue data = chunk.toObject().value(QLatin1String("data"));
+        module.contexts.setContext(data.toObject().value(QLatin1String("contextId")).toString(),
+                                   json(R"({"a": 1, "theirs": 1})"));
+    };
+    Exchange exchange(module.strategy, {Request::Post, QStringLiteral("/context"), R"({"a": 2})"});
+    exchange.handle();
+    const QString newId = module.contexts.contextIds().value(0);
+    QJsonObject stored = json(R"({"a": 2, "matchingItems": []})");
+    stored.insert(QStringLiteral("_id"), newId);
+    QCOMPARE(module.contexts.context(newId), QJsonValue(stored));
+    QCOMPARE(exchange.response->statuses(), QVector<int>{200});
 }
 
 void TestControllerOrder::anImmediateVersionCountsAsSentBeforeItsAnswer()
