@@ -1,10 +1,10 @@
+#include "common/jsontext.h"
 #include "context/contextchange.h"
 #include "context/contextservice.h"
 #include "context/fileservice.h"
 #include "fhir/coding.h"
 #include "plugin/hosthandle.h"
 #include "system/clock.h"
-#include "common/jsontext.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QJsonArray>

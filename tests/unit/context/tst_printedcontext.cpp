@@ -184,7 +184,8 @@ void TestPrintedContext::keptTextHasNoSpareRoom()
 {
     QFETCH(int, length);
     ContextFixture f;
-    f.service->setContext(Id, QJsonObject{{QStringLiteral("a"), QString(length, QLatin1Char('x'))}});
+    f.service->setContext(Id,
+                          QJsonObject{{QStringLiteral("a"), QString(length, QLatin1Char('x'))}});
     const QByteArray text = f.service->printedContext(Id);
     QCOMPARE(text.capacity(), text.size());
     QCOMPARE(bytesOf(f.service->printedContext(Id)), bytesOf(text));
