@@ -17,6 +17,7 @@ namespace host {
 class ServerCore;
 class RequestParser;
 struct RequestHead;
+struct Upload;
 
 /// One client's connection: reads requests, hands them to the strategies one after the other,
 /// writes the answers, and notices when the client is gone. Small while it waits: what reading
@@ -51,7 +52,6 @@ public:
 
 private:
     enum class State : quint8 { Head, Body, Handling, Flushing, Lingering, Closed };
-    struct Upload;
 
     void sendAnswer(const ServerResponse &response, const QByteArray &body) override;
     void startStream(const ServerResponse &response) override;
