@@ -19,7 +19,7 @@ void preferLargePages(QByteArray *block)
 {
 #ifdef Q_OS_LINUX
     // Whole large pages inside the block only, so that no neighbour of it is concerned.
-    constexpr std::uintptr_t pageBytes = 2 * 1024 * 1024;
+    constexpr auto pageBytes = std::uintptr_t(2) * 1024 * 1024;
     const auto begin = reinterpret_cast<std::uintptr_t>(block->data());
     const std::uintptr_t first = (begin + pageBytes - 1) / pageBytes * pageBytes;
     const std::uintptr_t end = (begin + std::uintptr_t(block->size())) / pageBytes * pageBytes;
