@@ -34,6 +34,11 @@ ChunkEvent::ChunkEvent(qint64 id, Direction direction, const QJsonObject &chunk)
         text();
 }
 
+bool ChunkEvent::isLarge(const QJsonObject &chunk)
+{
+    return jsonSizeAtMost(chunk, largestTree) + longestFrame > largestTree;
+}
+
 const QByteArray &ChunkEvent::text() const
 {
     if (m_text.isEmpty()) {

@@ -21,6 +21,9 @@ public:
 
     ChunkEvent(qint64 id, Direction direction, const QJsonObject &chunk);
 
+    /// Whether such a chunk is printed at once.
+    static bool isLarge(const QJsonObject &chunk);
+
     qint64 id() const { return m_id; }
     Direction direction() const { return m_direction; }
 

@@ -1,11 +1,25 @@
 #include "exchange/embeddedexchange.h"
 
+#include "exchange/exchangelog.h"
+
+#include <exception>
+#include <utility>
+
 namespace host {
+
+namespace {
+
+constexpr int mostWaiting = 64;
+
+} // namespace
 
 EmbeddedExchange::EmbeddedExchange(qint64 firstId, const ExchangeLimits &limits)
     : m_limits(limits)
     , m_log(firstId, limits)
 {
+    m_keepWaiting.setSingleShot(true);
+    m_keepWaiting.setInterval(0);
+    QObject::connect(&m_keepWaiting, &QTimer::timeout, &m_keepWaiting, [this] { keepWaiting(); });
     m_heartbeat.setInterval(limits.heartbeat);
     QObject::connect(&m_heartbeat, &QTimer::timeout, &m_heartbeat, [this] {
         const QByteArray text = heartbeatText();
@@ -23,8 +37,15 @@ void EmbeddedExchange::delivering(const QJsonObject &chunk)
     append(Direction::Delivered, chunk);
 }
 
+EventLog::Backlog EmbeddedExchange::since(qint64 id)
+{
+    keepWaiting();
+    return m_log.since(id);
+}
+
 void EmbeddedExchange::follow(ChunkFollower *follower)
 {
+    keepWaiting(); // what came before is no news
     m_followers.append(follower);
     if (!m_heartbeat.isActive())
         m_heartbeat.start();
@@ -47,8 +68,32 @@ int EmbeddedExchange::followers() const
 
 void EmbeddedExchange::append(Direction direction, const QJsonObject &chunk)
 {
+    // To print a large chunk takes long, and while nobody follows nobody waits for it: whoever
+    // caused the chunk is answered first.
+    if (m_followers.isEmpty() && (!m_waiting.isEmpty() || ChunkEvent::isLarge(chunk))) {
+        m_waiting.append({direction, chunk});
+        if (m_waiting.size() >= mostWaiting)
+            keepWaiting();
+        else if (!m_keepWaiting.isActive())
+            m_keepWaiting.start();
+        return;
+    }
+    keepWaiting();
     const ChunkEventPtr event = m_log.append(direction, chunk);
     tellFollowers([&event](ChunkFollower *follower) { follower->chunkEvent(*event); });
+}
+
+void EmbeddedExchange::keepWaiting()
+{
+    m_keepWaiting.stop();
+    const QVector<Chunk> waiting = std::exchange(m_waiting, {});
+    for (const Chunk &chunk : waiting) {
+        try {
+            m_log.append(chunk.direction, chunk.object);
+        } catch (const std::exception &exception) {
+            qCWarning(lcExchange) << "A chunk could not be kept for followers:" << exception.what();
+        }
+    }
 }
 
 template<typename Call>

@@ -38,7 +38,7 @@ public:
 
     const ExchangeLimits &limits() const { return m_limits; }
 
-    EventLog::Backlog since(qint64 id) const { return m_log.since(id); }
+    EventLog::Backlog since(qint64 id);
 
     /// `follower` is not owned: it unfollows before it goes.
     void follow(ChunkFollower *follower);
@@ -49,13 +49,22 @@ public:
     int followers() const;
 
 private:
+    struct Chunk
+    {
+        Direction direction;
+        QJsonObject object;
+    };
+
     void append(Direction direction, const QJsonObject &chunk);
+    void keepWaiting();
     template<typename Call>
     void tellFollowers(Call call);
     void sweep();
 
     ExchangeLimits m_limits;
     EventLog m_log;
+    QVector<Chunk> m_waiting; ///< for the log, in their order
+    QTimer m_keepWaiting;
     QVector<ChunkFollower *> m_followers; // null: left while the others were being told
     bool m_telling = false;
     QTimer m_heartbeat;

@@ -75,6 +75,9 @@ private Q_SLOTS:
     void followsBothDirectionsInOrder();
     void onlyNarrowsTheStreamAndKeepsTheIds();
     void withoutAnIdItStartsWithTheNextChunk();
+    void largeChunksThatNobodyFollowedAreRepeatedInOrder_data();
+    void largeChunksThatNobodyFollowedAreRepeatedInOrder();
+    void largeChunksFromBeforeAreNoNews();
     void repeatsWhatCameAfterTheLastEventId();
     void theHeaderCountsBeforeFrom();
     void aGapComesBeforeWhatIsLeft();
@@ -137,6 +140,53 @@ void EventStreamTest::withoutAnIdItStartsWithTheNextChunk()
     Follower follower(&exchange);
     exchange.published(chunk(QStringLiteral("after")));
     QCOMPARE(follower.takeStreamed(), ": connected\n\n" + eventText(18, "published", "after"));
+}
+
+void EventStreamTest::largeChunksThatNobodyFollowedAreRepeatedInOrder_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<bool>("turn");
+    QTest::newRow("one") << 1 << false;
+    QTest::newRow("some") << 7 << false;
+    QTest::newRow("some, a turn of the event loop later") << 7 << true;
+    QTest::newRow("many") << 200 << false;
+}
+
+void EventStreamTest::largeChunksThatNobodyFollowedAreRepeatedInOrder()
+{
+    QFETCH(const int, count);
+    QFETCH(const bool, turn);
+    EmbeddedExchange exchange(17);
+    QByteArray ids;
+    for (int i = 0; i < count; ++i) {
+        const int size = i % 3 == 1 ? 0 : 10000;
+        if (i % 2 == 0)
+            exchange.delivering(chunk(QString::number(i), size));
+        else
+            exchange.published(chunk(QString::number(i), size));
+        ids += QByteArray::number(17 + i) + ':' + QByteArray::number(i) + ' ';
+    }
+    if (turn)
+        QCoreApplication::processEvents();
+    QByteArray repeated;
+    for (const ChunkEventPtr &event : exchange.since(16).events) {
+        const QByteArray text = event->text();
+        const int name = text.lastIndexOf(":\"") + 2;
+        repeated += QByteArray::number(event->id()) + ':' +
+                    text.mid(name, text.indexOf('"', name) - name) + ' ';
+    }
+    QCOMPARE(repeated, ids);
+}
+
+void EventStreamTest::largeChunksFromBeforeAreNoNews()
+{
+    EmbeddedExchange exchange(17);
+    exchange.published(chunk(QStringLiteral("before"), 10000));
+    Follower follower(&exchange);
+    follower.takeStreamed();
+    QCoreApplication::processEvents();
+    exchange.published(chunk(QStringLiteral("a")));
+    QCOMPARE(follower.takeStreamed(), eventText(18, "published", "a"));
 }
 
 void EventStreamTest::repeatsWhatCameAfterTheLastEventId()
