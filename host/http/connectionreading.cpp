@@ -72,6 +72,8 @@ IoResult Connection::receiveBody(std::size_t *asked)
     const qint64 length = upload.head.contentLength;
     if (upload.received == upload.body.size()) {
         const bool isBegun = upload.received >= firstBodyBlock;
+        if (isBegun)
+            upload.body.reserve(int(length)); // resize() alone would set aside up to twice as much
         upload.body.resize(int(isBegun ? length : qMin(length, firstBodyBlock)));
         common::preferLargePages(&upload.body);
     }
