@@ -25,18 +25,23 @@ QByteArray eventText(qint64 id, Direction direction, const QJsonObject &chunk)
 } // namespace
 
 ChunkEvent::ChunkEvent(qint64 id, Direction direction, const QJsonObject &chunk)
+    : ChunkEvent(id, direction, chunk, estimatedSize(chunk))
+{
+}
+
+ChunkEvent::ChunkEvent(qint64 id, Direction direction, const QJsonObject &chunk, qint64 estimate)
     : m_id(id)
     , m_direction(direction)
-    , m_estimate(jsonSizeAtMost(chunk, largestTree) + longestFrame)
+    , m_estimate(estimate)
     , m_chunk(chunk)
 {
     if (m_estimate > largestTree)
         text();
 }
 
-bool ChunkEvent::isLarge(const QJsonObject &chunk)
+qint64 ChunkEvent::estimatedSize(const QJsonObject &chunk)
 {
-    return jsonSizeAtMost(chunk, largestTree) + longestFrame > largestTree;
+    return jsonSizeAtMost(chunk, largestTree) + longestFrame;
 }
 
 const QByteArray &ChunkEvent::text() const

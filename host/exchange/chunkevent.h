@@ -21,8 +21,12 @@ public:
 
     ChunkEvent(qint64 id, Direction direction, const QJsonObject &chunk);
 
-    /// Whether such a chunk is printed at once.
-    static bool isLarge(const QJsonObject &chunk);
+    /// The same with what `estimatedSize` said of the chunk, for those who asked it before.
+    ChunkEvent(qint64 id, Direction direction, const QJsonObject &chunk, qint64 estimate);
+
+    /// About the size of such a chunk's text, not less; of one that is printed at once no more than
+    /// that it is above `largestTree`.
+    static qint64 estimatedSize(const QJsonObject &chunk);
 
     qint64 id() const { return m_id; }
     Direction direction() const { return m_direction; }

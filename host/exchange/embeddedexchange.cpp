@@ -70,8 +70,10 @@ void EmbeddedExchange::append(Direction direction, const QJsonObject &chunk)
 {
     // To print a large chunk takes long, and while nobody follows nobody waits for it: whoever
     // caused the chunk is answered first.
-    if (m_followers.isEmpty() && (!m_waiting.isEmpty() || ChunkEvent::isLarge(chunk))) {
-        m_waiting.append({direction, chunk});
+    const qint64 estimate = ChunkEvent::estimatedSize(chunk);
+    const bool isLarge = estimate > ChunkEvent::largestTree;
+    if (m_followers.isEmpty() && (!m_waiting.isEmpty() || isLarge)) {
+        m_waiting.append({direction, chunk, estimate});
         if (m_waiting.size() >= mostWaiting)
             keepWaiting();
         else if (!m_keepWaiting.isActive())
@@ -79,7 +81,7 @@ void EmbeddedExchange::append(Direction direction, const QJsonObject &chunk)
         return;
     }
     keepWaiting();
-    const ChunkEventPtr event = m_log.append(direction, chunk);
+    const ChunkEventPtr event = m_log.append(direction, chunk, estimate);
     tellFollowers([&event](ChunkFollower *follower) { follower->chunkEvent(*event); });
 }
 
@@ -89,7 +91,7 @@ void EmbeddedExchange::keepWaiting()
     const QVector<Chunk> waiting = std::exchange(m_waiting, {});
     for (const Chunk &chunk : waiting) {
         try {
-            m_log.append(chunk.direction, chunk.object);
+            m_log.append(chunk.direction, chunk.object, chunk.estimate);
         } catch (const std::exception &exception) {
             qCWarning(lcExchange) << "A chunk could not be kept for followers:" << exception.what();
         }

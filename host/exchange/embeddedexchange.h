@@ -53,6 +53,7 @@ private:
     {
         Direction direction;
         QJsonObject object;
+        qint64 estimate; ///< of its text's size
     };
 
     void append(Direction direction, const QJsonObject &chunk);

@@ -9,9 +9,9 @@ EventLog::EventLog(qint64 firstId, const ExchangeLimits &limits)
 {
 }
 
-ChunkEventPtr EventLog::append(Direction direction, const QJsonObject &chunk)
+ChunkEventPtr EventLog::append(Direction direction, const QJsonObject &chunk, qint64 estimate)
 {
-    auto event = std::make_shared<const ChunkEvent>(m_nextId, direction, chunk);
+    auto event = std::make_shared<const ChunkEvent>(m_nextId, direction, chunk, estimate);
     m_kept.push_back({event, event->size()});
     ++m_nextId; // only now: a text too large for the memory throws, and ids have no holes
     m_bytes += event->size();

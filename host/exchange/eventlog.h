@@ -30,7 +30,11 @@ public:
 
     /// Numbers the chunk and keeps it, at the cost of the oldest ones. One that is larger than all
     /// that may be kept is numbered and returned, but not kept.
-    ChunkEventPtr append(Direction direction, const QJsonObject &chunk);
+    ChunkEventPtr append(Direction direction, const QJsonObject &chunk)
+    {
+        return append(direction, chunk, ChunkEvent::estimatedSize(chunk));
+    }
+    ChunkEventPtr append(Direction direction, const QJsonObject &chunk, qint64 estimate);
 
     /// What came after `id`. An id of another run (lower, or higher when the clock was set back)
     /// gets everything that is kept, behind a gap of unknown size.
