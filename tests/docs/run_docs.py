@@ -5,11 +5,8 @@ A page's ```console blocks are one shell session: a line that starts with "$ " i
 lines that start with "> " go on with it), the lines behind it are its output. In the output "…"
 stands for anything on its line, and a line that is only "…" for any number of lines. The session
 runs in an empty folder against a kavo-host of its own; "localhost:8480" in the page becomes its
-address. A comment `<!-- session: … -->` anywhere in the page prepares it:
-
-    ini: key=value     a line of the system-wide settings file, group [ch.brenlo.kavo-service.context];
-                       @DIR@ becomes the session's folder
-    arguments: …       further arguments of kavo-host
+address. The page's ```ini block is the system-wide settings file, and the folder for cards that it
+names becomes one of the session's own.
 """
 
 import argparse
@@ -22,27 +19,27 @@ import sys
 import tempfile
 
 MARK = "@@end of command@@"
+CARDS = "/var/lib/kavo/cards"
 
 
 def read_page(path):
-    """The page's commands with their expected output, and what its session comments ask for."""
-    commands, ini, arguments = [], [], []
-    inside = False
+    """The page's commands with their expected output, and the lines of its settings file."""
+    commands, ini = [], []
+    inside = ""
     for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
-        comment = re.fullmatch(r"<!-- session: (\w+): (.*) -->", line)
-        if comment:
-            ini.append(comment[2]) if comment[1] == "ini" else arguments.extend(comment[2].split())
-        elif line.strip() == "```console":
-            inside = True
-        elif inside and line.strip() == "```":
-            inside = False
-        elif inside and line.startswith("$ "):
+        if line.startswith("```"):
+            inside = line[3:].strip()
+        elif inside == "ini":
+            ini.append(line)
+        elif inside != "console":
+            continue
+        elif line.startswith("$ "):
             commands.append([number, line[2:], []])
-        elif inside and line.startswith("> "):
+        elif line.startswith("> "):
             commands[-1][1] += "\n" + line[2:]
-        elif inside:
+        else:
             commands[-1][2].append(line)
-    return commands, ini, arguments
+    return commands, ini
 
 
 def to_pattern(expected):
@@ -56,20 +53,20 @@ def to_pattern(expected):
 
 
 class Session:
-    def __init__(self, program, plugin, folder, settings, ini, arguments):
+    def __init__(self, program, plugin, folder, settings, ini):
         self.settings = settings / "Brenlo" / "kavo-service.ini"
         self.settings.parent.mkdir(parents=True, exist_ok=True)
+        self.cards = folder / "cards"
+        self.cards.mkdir()
         self.settings.write_text(
-            "[ch.brenlo.kavo-service.context]\n"
-            + "".join(line.replace("@DIR@", str(folder)) + "\n" for line in ini),
-            encoding="utf-8",
+            "".join(line.replace(CARDS, str(self.cards)) + "\n" for line in ini), encoding="utf-8"
         )
         environment = dict(os.environ, XDG_CONFIG_DIRS=str(folder / "xdg"), HOME=str(folder), LC_ALL="C.UTF-8")
         environment.pop("BR_SETTINGS_INI_FILE", None)
         environment.pop("XDG_CONFIG_HOME", None)
         self.log = open(folder / "host.log", "w+b")
         self.host = subprocess.Popen(
-            [*program, "--listen", "127.0.0.1:0", "--plugin", plugin, *arguments],
+            [*program, "--listen", "127.0.0.1:0", "--plugin", plugin],
             stdout=subprocess.PIPE, stderr=self.log, env=environment, cwd=folder,
         )
         ready = self.host.stdout.readline().decode()
@@ -85,7 +82,8 @@ class Session:
         )
 
     def run(self, command):
-        script = command.replace("localhost:8480", self.address) + f"\necho; echo '{MARK}'\n"
+        command = command.replace("localhost:8480", self.address).replace(CARDS, str(self.cards))
+        script = command + f"\necho; echo '{MARK}'\n"
         self.shell.stdin.write(script.encode())
         self.shell.stdin.flush()
         lines = []
@@ -95,7 +93,7 @@ class Session:
                 raise SystemExit("the shell ended early")
             if line == MARK + "\n":
                 break
-            lines.append(line.replace(self.address, "localhost:8480"))
+            lines.append(line.replace(self.address, "localhost:8480").replace(str(self.cards), CARDS))
         # The empty line that sets the mark apart from output without a final line end.
         text = "".join(lines)
         return text[:-1] if text.endswith("\n\n") or text == "\n" else text
@@ -117,7 +115,7 @@ def main():
     parser.add_argument("--wine", help="runs a Windows host in the folder that WINEPREFIX names")
     parser.add_argument("page", type=pathlib.Path)
     options = parser.parse_args()
-    commands, ini, arguments = read_page(options.page)
+    commands, ini = read_page(options.page)
     if not commands:
         raise SystemExit(f"{options.page} shows no command: nothing would be tested")
     failures = 0
@@ -126,7 +124,7 @@ def main():
         if options.wine: # on Windows no variable moves the folder of system-wide settings
             program.insert(0, options.wine)
             settings = pathlib.Path(os.environ["WINEPREFIX"], "drive_c", "ProgramData")
-        session = Session(program, options.plugin, pathlib.Path(name), settings, ini, arguments)
+        session = Session(program, options.plugin, pathlib.Path(name), settings, ini)
         for number, command, expected in commands:
             output = session.run(command)
             if not to_pattern(expected).fullmatch(output):
