@@ -1,11 +1,12 @@
 #include "common/jsontext.h"
 
+#include "common/plaintext.h"
+
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
 #include <QtCore/QLocale>
 #include <QtCore/QString>
 
-#include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -107,21 +108,31 @@ private:
     {
         append("\"", 1);
         const ushort *const end = text.utf16() + text.size();
-        const ushort *nextBlock = text.utf16();
-        for (const ushort *unit = text.utf16(); unit != end; ++unit) {
-            if (unit >= nextBlock) {
-                unit = writePlain(unit, end);
-                if (unit == end)
-                    break;
-                nextBlock = unit + Block;
-            }
+        for (const ushort *unit = text.utf16(); unit != end;) {
+            const ushort *const other = endOfPlain(unit, end);
+            writePlain(unit, static_cast<int>(other - unit));
+            unit = writeOthers(other, end);
+        }
+        append("\"", 1);
+    }
+
+    void writePlain(const ushort *units, int count)
+    {
+        reserve(count);
+        char *const out = m_text.data() + m_size;
+        for (int i = 0; i < count; ++i)
+            out[i] = static_cast<char>(units[i]);
+        m_size += count;
+    }
+
+    /// Writes what is not plain, up to the next unit that is, which it returns.
+    const ushort *writeOthers(const ushort *unit, const ushort *end)
+    {
+        for (; unit != end && !isPlain(*unit); ++unit) {
             constexpr int Longest = 6;
             reserve(Longest);
-            char *out = m_text.data() + m_size;
-            if (isPlain(*unit)) {
-                *out = static_cast<char>(*unit);
-                ++m_size;
-            } else if (*unit < 0x80) {
+            char *const out = m_text.data() + m_size;
+            if (*unit < 0x80) {
                 m_size += escape(*unit, out);
             } else if (QChar::isHighSurrogate(*unit) && unit + 1 != end &&
                        QChar::isLowSurrogate(unit[1])) {
@@ -131,34 +142,7 @@ private:
                 m_size += QChar::isSurrogate(*unit) ? number(*unit, out) : encode(*unit, out);
             }
         }
-        append("\"", 1);
-    }
-
-    static bool isPlain(ushort unit)
-    {
-        return unit >= 0x20 && unit < 0x80 && unit != '"' && unit != '\\';
-    }
-
-    static constexpr int Block = 16;
-
-    /// Writes blocks of nothing but plain characters, of which most texts are made, and returns
-    /// where they end. The compiler takes such a block in a few steps.
-    const ushort *writePlain(const ushort *begin, const ushort *end)
-    {
-        for (; end - begin >= Block; begin += Block) {
-            std::array<char, Block> bytes;
-            ushort others = 0;
-            for (int i = 0; i < Block; ++i) {
-                const ushort unit = begin[i];
-                others |= ushort(ushort(unit - 0x20) >= 0x60) | ushort(unit == '"') |
-                          ushort(unit == '\\');
-                bytes[size_t(i)] = static_cast<char>(unit);
-            }
-            if (others != 0)
-                break;
-            append(bytes.data(), Block);
-        }
-        return begin;
+        return unit;
     }
 
     static int escape(ushort unit, char *out)

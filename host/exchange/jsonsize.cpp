@@ -1,8 +1,12 @@
 #include "exchange/jsonsize.h"
 
+#include "common/plaintext.h"
+
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonObject>
 #include <QtCore/QJsonValue>
+
+#include <cstddef>
 
 namespace host {
 namespace {
@@ -54,12 +58,17 @@ private:
     void addText(const QString &text)
     {
         qint64 size = 2;
-        for (int begin = 0; begin < text.size(); begin += blockUnits)
-            size += blockSize(text.utf16() + begin, qMin(blockUnits, text.size() - begin));
+        const ushort *const end = text.utf16() + text.size();
+        for (const ushort *unit = text.utf16(); unit != end;) {
+            const ushort *const other = common::endOfPlain(unit, end);
+            const int count = int(qMin(blockUnits, end - other));
+            size += other - unit + blockSize(other, count);
+            unit = other + count;
+        }
         m_total += size;
     }
 
-    static constexpr int blockUnits = 1024;
+    static constexpr std::ptrdiff_t blockUnits = 64; // behind something not plain
 
     // Sums instead of branches, in the width of a character: the compiler then takes many at once.
     static ushort blockSize(const ushort *units, int count)
