@@ -3,6 +3,7 @@
 #include <QtCore/QRegularExpression>
 #include <QtCore/QUrl>
 #include <algorithm>
+#include <array>
 #include <optional>
 
 using http::server::Request;
@@ -27,66 +28,40 @@ Group groupOf(Request::HttpMethod method)
     }
 }
 
-// The table. Row 1 is matched against the fully decoded path, the others against the URL as text:
-// a query or a fragment is part of that and matches none of them.
-
-QRegularExpression fileGetPattern()
+struct TableRow
 {
-    static const QRegularExpression pattern(
-        QStringLiteral(R"(^\/context\/([a-zA-Z0-9]+)\/file\/([a-zA-Z0-9_\-\.%]+)\/?$)"));
-    return pattern;
-}
+    TableRow(Group methods, Route::Row number, const char *expression)
+        : group(methods)
+        , row(number)
+        , pattern(QLatin1String(expression))
+    {
+    }
 
-QRegularExpression eventPattern()
-{
-    static const QRegularExpression pattern(
-        QStringLiteral(R"(^\/context\/([a-zA-Z0-9]+)\/event\/?$)"));
-    return pattern;
-}
+    Group group;
+    Route::Row row;
+    QRegularExpression pattern;
+};
 
-QRegularExpression messageEventPattern()
-{
-    static const QRegularExpression pattern(QStringLiteral(R"(^\/message\/event$)"));
-    return pattern;
-}
+using Table = std::array<TableRow, 10>;
 
-QRegularExpression contextPattern()
+/// In the order in which the rows of a group are tried.
+const Table &table()
 {
-    static const QRegularExpression pattern(QStringLiteral(R"(^\/context\/([a-zA-Z0-9]+)\/?$)"));
-    return pattern;
-}
-
-QRegularExpression contextCreatePattern()
-{
-    static const QRegularExpression pattern(QStringLiteral(R"(^\/context\/?$)"));
-    return pattern;
-}
-
-QRegularExpression filePostPattern()
-{
-    static const QRegularExpression pattern(
-        QStringLiteral(R"(^\/context\/([a-zA-Z0-9]+)\/file\/?$)"));
-    return pattern;
-}
-
-QRegularExpression formPattern()
-{
-    static const QRegularExpression pattern(
-        QStringLiteral(R"(^\/context\/([a-zA-Z0-9]+)\/?\$form$)"));
-    return pattern;
-}
-
-QRegularExpression credentialsPattern()
-{
-    static const QRegularExpression pattern(
-        QStringLiteral(R"(^\/context\/([a-zA-Z0-9]+)\/credentials\/?$)"));
-    return pattern;
-}
-
-QRegularExpression messagePattern()
-{
-    static const QRegularExpression pattern(QStringLiteral(R"(^\/message$)"));
-    return pattern;
+    static constexpr char context[] = R"(^\/context\/([a-zA-Z0-9]+)\/?$)";
+    static const Table rows{{
+        {Group::Read, Route::FileGet,
+         R"(^\/context\/([a-zA-Z0-9]+)\/file\/([a-zA-Z0-9_\-\.%]+)\/?$)"},
+        {Group::Read, Route::Event, R"(^\/context\/([a-zA-Z0-9]+)\/event\/?$)"},
+        {Group::Read, Route::MessageEvent, R"(^\/message\/event$)"},
+        {Group::Read, Route::Context, context},
+        {Group::Write, Route::Context, context},
+        {Group::Post, Route::ContextCreate, R"(^\/context\/?$)"},
+        {Group::Post, Route::FilePost, R"(^\/context\/([a-zA-Z0-9]+)\/file\/?$)"},
+        {Group::Post, Route::Form, R"(^\/context\/([a-zA-Z0-9]+)\/?\$form$)"},
+        {Group::Post, Route::Credentials, R"(^\/context\/([a-zA-Z0-9]+)\/credentials\/?$)"},
+        {Group::Post, Route::Message, R"(^\/message$)"},
+    }};
+    return rows;
 }
 
 /// A name that was encoded twice arrives decoded: the path was decoded once already.
@@ -95,41 +70,21 @@ QString decodedFileName(const QString &name)
     return QUrl::fromPercentEncoding(name.toUtf8());
 }
 
-bool match(const QRegularExpression &pattern, Route::Row row, const QString &subject, Route &route)
-{
-    const QRegularExpressionMatch found = pattern.match(subject);
-    if (!found.hasMatch())
-        return false;
-    route = {row, found.captured(1), QString()};
-    if (row == Route::FileGet)
-        route.fileName = decodedFileName(found.captured(2));
-    return true;
-}
-
+/// A file's row is matched against the fully decoded path, the others against the URL as text: a
+/// query or a fragment is part of that and matches none of them.
 Route routeByTable(Group group, const QUrl &url, const QString &text)
 {
-    Route route;
-    switch (group) {
-    case Group::Read:
-        match(fileGetPattern(), Route::FileGet, url.path(QUrl::FullyDecoded), route) ||
-            match(eventPattern(), Route::Event, text, route) ||
-            match(messageEventPattern(), Route::MessageEvent, text, route) ||
-            match(contextPattern(), Route::Context, text, route);
-        break;
-    case Group::Write:
-        match(contextPattern(), Route::Context, text, route);
-        break;
-    case Group::Post:
-        match(contextCreatePattern(), Route::ContextCreate, text, route) ||
-            match(filePostPattern(), Route::FilePost, text, route) ||
-            match(formPattern(), Route::Form, text, route) ||
-            match(credentialsPattern(), Route::Credentials, text, route) ||
-            match(messagePattern(), Route::Message, text, route);
-        break;
-    case Group::None:
-        break;
+    for (const TableRow &candidate : table()) {
+        if (candidate.group != group)
+            continue;
+        const bool isFile = candidate.row == Route::FileGet;
+        const QRegularExpressionMatch found =
+            candidate.pattern.match(isFile ? url.path(QUrl::FullyDecoded) : text);
+        if (found.hasMatch())
+            return {candidate.row, found.captured(1),
+                    isFile ? decodedFileName(found.captured(2)) : QString()};
     }
-    return route;
+    return {};
 }
 
 bool isIdCharacter(QChar c)
