@@ -224,7 +224,7 @@ void mergeInterleavedMembers(benchmark::State &state)
     const QJsonObject old = everyOther(count, 0, 1);
     const QJsonObject changes = everyOther(count, 1, 2);
     for (auto _ : state)
-        benchmark::DoNotOptimize(mergedObject(old, changes));
+        benchmark::DoNotOptimize(merged(old, changes));
     state.SetComplexityN(count);
 }
 BENCHMARK(mergeInterleavedMembers)->RangeMultiplier(10)->Range(1000, 100000)->Complexity();
@@ -237,7 +237,7 @@ void mergeInterleavedTexts(benchmark::State &state)
     QJsonObject changes = everyOther(count, 1, QStringLiteral("new"));
     changes.insert(idOf(0), QStringLiteral("new"));
     for (auto _ : state)
-        benchmark::DoNotOptimize(mergedObject(old, changes));
+        benchmark::DoNotOptimize(merged(old, changes));
     state.SetComplexityN(count);
 }
 BENCHMARK(mergeInterleavedTexts)->RangeMultiplier(10)->Range(1000, 100000)->Complexity();

@@ -50,7 +50,8 @@ bool hasOnePlace(const QString &key)
 
 struct Effect
 {
-    bool changes = false;
+    Members changed;
+    int present = 0; ///< members of the old object that the changes hold as well
     bool replacesTexts = false;
     bool hasSurePlaces = true;
 };
@@ -60,30 +61,50 @@ Effect effectOf(const QJsonObject &changes, const QJsonObject &old)
     Effect effect;
     for (auto member = changes.constBegin(); member != changes.constEnd(); ++member) {
         const QString key = member.key();
-        effect.hasSurePlaces = effect.hasSurePlaces && hasOnePlace(key);
+        const QJsonValue value = member.value();
         const QJsonValue previous = old.value(key);
-        if (previous == member.value())
+        effect.hasSurePlaces = effect.hasSurePlaces && hasOnePlace(key);
+        effect.present += previous.isUndefined() ? 0 : 1;
+        if (previous == value)
             continue;
-        effect.changes = true;
         effect.replacesTexts = effect.replacesTexts || previous.isString();
+        effect.changed.emplace_back(key, value);
     }
     return effect;
 }
 
 /// A QJsonObject keeps the bytes of a text that another text replaced, in all its copies: laying
-/// `changes` over `old` again and again would make it ever larger. Texts are therefore not replaced
-/// but the rest of `old` is added to the changes.
-QJsonObject insertedInto(const QJsonObject &old, const QJsonObject &changes, bool fromChanges)
+/// changes over an object again and again would make it ever larger. Where the changes replace
+/// texts, the rest of the old object is therefore added to them instead.
+QJsonObject filledUp(QJsonObject changes, const QJsonObject &old)
 {
-    QJsonObject merged = fromChanges ? changes : old;
-    const QJsonObject &added = fromChanges ? old : changes;
-    for (auto member = added.constBegin(); member != added.constEnd(); ++member) {
+    for (auto member = old.constBegin(); member != old.constEnd(); ++member) {
         const QString key = member.key();
-        const QJsonValue present = merged.value(key);
-        if (fromChanges ? present.isUndefined() : present != member.value())
-            merged.insert(key, member.value());
+        if (!changes.contains(key))
+            changes.insert(key, member.value());
     }
-    return merged;
+    return changes;
+}
+
+QJsonObject overwritten(QJsonObject old, const Members &changed)
+{
+    for (const auto &[key, value] : changed)
+        old.insert(key, value);
+    return old;
+}
+
+QJsonObject mergedObject(const QJsonObject &old, const QJsonObject &changes, const Effect &effect)
+{
+    // Usual changes are few: put in their places, they move little.
+    constexpr int Few = 16;
+    if (effect.hasSurePlaces && effect.replacesTexts && effect.present == old.size())
+        return changes;
+    if (effect.hasSurePlaces && qMin(old.size(), changes.size()) <= Few)
+        return effect.replacesTexts ? filledUp(changes, old) : overwritten(old, effect.changed);
+    Members members;
+    append(members, old);
+    append(members, changes);
+    return objectOf(std::move(members));
 }
 
 } // namespace
@@ -100,17 +121,22 @@ QJsonObject changedMembers(const QJsonObject &old, const QJsonObject &now)
     return objectOf(std::move(changes));
 }
 
-QJsonObject mergedObject(const QJsonObject &old, const QJsonObject &changes)
+ContextChange replaced(const QJsonObject &old, const QJsonObject &now)
 {
-    const Effect effect = effectOf(changes, old);
-    if (!effect.changes)
-        return old;
-    // Usual changes are few: put in their places, they move little.
-    constexpr int Few = 16;
-    if (effect.hasSurePlaces && qMin(old.size(), changes.size()) <= Few)
-        return insertedInto(old, changes, effect.replacesTexts);
-    Members members;
-    append(members, old);
-    append(members, changes);
-    return objectOf(std::move(members));
+    const bool differs = now != old;
+    return {now, differs, differs ? changedMembers(old, now) : QJsonObject()};
+}
+
+ContextChange merged(const QJsonObject &old, const QJsonObject &changes)
+{
+    Effect effect = effectOf(changes, old);
+    if (effect.changed.empty())
+        return {old, false, {}};
+    const QJsonObject object = mergedObject(old, changes, effect);
+    if (!effect.hasSurePlaces)
+        return replaced(old, object);
+    Members &changed = effect.changed;
+    const auto isBeside = [](const auto &member) { return isSpecial(member.first); };
+    changed.erase(std::remove_if(changed.begin(), changed.end(), isBeside), changed.end());
+    return {object, true, objectOf(std::move(changed))};
 }

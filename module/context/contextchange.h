@@ -11,6 +11,17 @@
 /// its ordinary members and must not be woken by these.
 QJsonObject changedMembers(const QJsonObject &old, const QJsonObject &now);
 
+/// What a write makes of a context that is an object.
+struct ContextChange
+{
+    QJsonObject object;  ///< the new one
+    bool differs;        ///< it is not the old one
+    QJsonObject members; ///< the changed members; none when it is the old one
+};
+
+/// `now` instead of `old`.
+ContextChange replaced(const QJsonObject &old, const QJsonObject &now);
+
 /// `old` with the members of `changes` over it, null ones included. Does not grow with the number
 /// of times that it is applied to its own result.
-QJsonObject mergedObject(const QJsonObject &old, const QJsonObject &changes);
+ContextChange merged(const QJsonObject &old, const QJsonObject &changes);

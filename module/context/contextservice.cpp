@@ -31,30 +31,12 @@ qint32 collectionPeriod(qint32 minutes)
     return qMax(static_cast<qint32>(product), MillisecondsPerMinute);
 }
 
-struct Replacement
+/// The items were matched to a patient or a case that is now another.
+void dropMatchingItems(QJsonObject &context)
 {
-    QJsonValue stored;
-    QJsonObject changes;
-    bool differs = false;
-};
-
-Replacement replacementFor(const QJsonValue &old, const QJsonValue &value)
-{
-    if (!old.isObject())
-        return {value, value.toObject(), value != old};
-
-    QJsonObject object = value.toObject();
-    const bool differs = object != old.toObject();
-    const QJsonObject changes = differs ? changedMembers(old.toObject(), object) : QJsonObject();
-    if (!changes.isEmpty()) {
-        qCDebug(contextServiceLog) << changes.keys() << "keys changed. Delete matching items.";
-        // The items were matched to a patient or a case that is now another.
-        const QLatin1String key("matchingItems");
-        if (object.value(key) != QJsonValue(QJsonArray()))
-            object.insert(key, QJsonArray());
-    }
-    logKeys(object);
-    return {object, changes, differs};
+    const QLatin1String key("matchingItems");
+    if (context.value(key) != QJsonValue(QJsonArray()))
+        context.insert(key, QJsonArray());
 }
 
 } // namespace
@@ -126,26 +108,10 @@ void ContextService::setContext(const QString &id, const QJsonValue &value)
         return;
     }
     const QJsonValue old = m_contexts.value(id);
-    const Replacement replacement = replacementFor(old, value);
-    m_contexts.insert(id, replacement.stored);
-    markUsed(id);
-    if (replacement.differs)
-        m_printed.forget(id);
-    if (m_host->publisher && !replacement.changes.isEmpty()) {
-        qCDebug(contextServiceLog)
-            << "Notifying context" << id
-            << "changed. Update:" << QJsonDocument(replacement.changes).toJson();
-        m_host->publisher->publish(
-            contextChangedChunk(id, replacement.changes, replacement.stored));
-    }
-
-    // Whoever heard the chunk may have changed the context again, or have removed it, which is
-    // announced already and leaves nothing, or a null when the id was read afterwards.
-    const QJsonValue context = m_contexts.value(id);
-    if (context.isNull())
-        return;
-    if (context == replacement.stored ? replacement.differs : context != old)
-        Q_EMIT contextChanged(id, context);
+    if (old.isObject())
+        store(id, old, replaced(old.toObject(), value.toObject()));
+    else
+        store(id, old, value, value != old, value.toObject());
 }
 
 QJsonValue ContextService::updateContext(const QString &id, const QJsonValue &value)
@@ -158,9 +124,44 @@ QJsonValue ContextService::updateContext(const QString &id, const QJsonValue &va
     }
     if (!old.isObject() || !value.isObject())
         return QJsonValue::Null;
-    const QJsonObject merged = mergedObject(old.toObject(), value.toObject());
-    setContext(id, merged);
-    return merged;
+    const ContextChange change = merged(old.toObject(), value.toObject());
+    logNewValue(id, change.object);
+    store(id, old, change);
+    return change.object;
+}
+
+void ContextService::store(const QString &id, const QJsonValue &old, const ContextChange &change)
+{
+    QJsonObject object = change.object;
+    if (!change.members.isEmpty()) {
+        qCDebug(contextServiceLog)
+            << change.members.keys() << "keys changed. Delete matching items.";
+        dropMatchingItems(object);
+    }
+    logKeys(object);
+    store(id, old, object, change.differs, change.members);
+}
+
+void ContextService::store(const QString &id, const QJsonValue &old, const QJsonValue &value,
+                           bool differs, const QJsonObject &changes)
+{
+    m_contexts.insert(id, value);
+    markUsed(id);
+    if (differs)
+        m_printed.forget(id);
+    if (m_host->publisher && !changes.isEmpty()) {
+        qCDebug(contextServiceLog)
+            << "Notifying context" << id << "changed. Update:" << QJsonDocument(changes).toJson();
+        m_host->publisher->publish(contextChangedChunk(id, changes, value));
+    }
+
+    // Whoever heard the chunk may have changed the context again, or have removed it, which is
+    // announced already and leaves nothing, or a null when the id was read afterwards.
+    const QJsonValue context = m_contexts.value(id);
+    if (context.isNull())
+        return;
+    if (context == value ? differs : context != old)
+        Q_EMIT contextChanged(id, context);
 }
 
 void ContextService::removeContext(const QString &id)

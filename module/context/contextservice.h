@@ -16,7 +16,9 @@ class BehaviourList;
 class ChunkBehaviour;
 class Clock;
 class FileService;
+class QJsonObject;
 class QTimer;
+struct ContextChange;
 struct HostHandle;
 
 namespace domain {
@@ -94,6 +96,12 @@ Q_SIGNALS:
 private:
     void startCollector();
     void markUsed(const QString &id);
+
+    /// Puts a value in the place of `old` and announces what changed. An object over an object
+    /// loses its matching items where anything did.
+    void store(const QString &id, const QJsonValue &old, const ContextChange &change);
+    void store(const QString &id, const QJsonValue &old, const QJsonValue &value, bool differs,
+               const QJsonObject &changes);
 
     /// The same as an update of "attachments" with one entry more, but does not copy the list, so
     /// that many files take no longer each than a few. False when it takes more than that.

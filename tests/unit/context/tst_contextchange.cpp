@@ -261,20 +261,21 @@ void TestContextChange::changesEqualTheLiteralRule()
 
 void TestContextChange::mergeOverwritesMemberByMember()
 {
-    QCOMPARE(mergedObject(object(R"({"a":"old","b":"kept","c":1})"),
-                          object(R"({"a":"new","c":"text","d":[1]})")),
+    QCOMPARE(merged(object(R"({"a":"old","b":"kept","c":1})"),
+                    object(R"({"a":"new","c":"text","d":[1]})"))
+                 .object,
              object(R"({"a":"new","b":"kept","c":"text","d":[1]})"));
 }
 
 void TestContextChange::mergeKeepsNullMembers()
 {
-    QCOMPARE(mergedObject(object(R"({"a":"old","b":1})"), object(R"({"a":null,"c":null})")),
+    QCOMPARE(merged(object(R"({"a":"old","b":1})"), object(R"({"a":null,"c":null})")).object,
              object(R"({"a":null,"b":1,"c":null})"));
 }
 
 void TestContextChange::mergeIsShallow()
 {
-    QCOMPARE(mergedObject(object(R"({"a":{"b":1}})"), object(R"({"a":{"c":2}})")),
+    QCOMPARE(merged(object(R"({"a":{"b":1}})"), object(R"({"a":{"c":2}})")).object,
              object(R"({"a":{"c":2}})"));
 }
 
@@ -285,8 +286,11 @@ void TestContextChange::mergeEqualsTheLiteralRule()
     for (int i = 0; i < 20000; ++i) {
         const QJsonObject old = random.next();
         const QJsonObject changes = random.next();
-        QCOMPARE(mergedObject(old, changes), literalMerge(old, changes));
-        const QJsonObject next = mergedObject(grown, changes);
+        const ContextChange change = merged(old, changes);
+        QCOMPARE(change.object, literalMerge(old, changes));
+        QCOMPARE(change.differs, change.object != old);
+        QCOMPARE(change.members, literalChanges(old, change.object));
+        const QJsonObject next = merged(grown, changes).object;
         QCOMPARE(next, literalMerge(grown, changes));
         QCOMPARE(QJsonDocument(next).toJson(),
                  QJsonDocument(literalMerge(grown, changes)).toJson());
@@ -298,8 +302,8 @@ void TestContextChange::mergeThatChangesNothingIsTheOldObject()
 {
     // The same order of members too, which Qt counts when it compares objects.
     const QJsonObject old = object("{\"\U0001f600\":1,\"\uffee\":2}");
-    QCOMPARE(mergedObject(old, object(R"({"\ud83d\ude00":1})")), old);
-    QCOMPARE(mergedObject(old, QJsonObject()), old);
+    QCOMPARE(merged(old, object(R"({"\ud83d\ude00":1})")).object, old);
+    QCOMPARE(merged(old, QJsonObject()).object, old);
 }
 
 void TestContextChange::oddKeysAreMergedAndComparedLikeOthers_data()
@@ -325,14 +329,16 @@ void TestContextChange::oddKeysAreMergedAndComparedLikeOthers()
     for (int i = 0; i < 400; ++i) {
         const QJsonObject old = random.next(oldSize);
         const QJsonObject changes = random.next(changesSize);
-        const QJsonObject merged = mergedObject(old, changes);
+        const ContextChange change = merged(old, changes);
         const Map expected = laidOver(mapOf(old), mapOf(changes));
-        QCOMPARE(merged.size(), expected.size());
-        QCOMPARE(mapOf(merged), expected);
+        QCOMPARE(change.object.size(), expected.size());
+        QCOMPARE(mapOf(change.object), expected);
         if (!findsItsMembers(old) || !findsItsMembers(changes))
             continue; // what Qt does not find in its own object cannot be compared
         ++findable;
-        QVERIFY(findsItsMembers(merged));
+        QVERIFY(findsItsMembers(change.object));
+        QCOMPARE(mapOf(change.members), differences(mapOf(old), expected));
+        QCOMPARE(change.differs, mapOf(old) != expected);
         const QJsonObject changed = changedMembers(old, changes);
         QCOMPARE(mapOf(changed), differences(mapOf(old), mapOf(changes)));
         QVERIFY(findsItsMembers(changed));
