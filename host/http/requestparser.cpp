@@ -51,7 +51,7 @@ RequestHead::Method toMethod(verb method)
 // Whether the request line is one, but for a version that is not spoken here.
 bool namesAnotherVersion(const QByteArray &head)
 {
-    const QByteArray line = head.left(head.indexOf('\r'));
+    const QByteArray line = head.left(head.indexOf("\r\n"));
     const QByteArray version = line.mid(line.lastIndexOf(' ') + 1);
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     return line.count(' ') == 2 && version.size() == 8 && version.startsWith("HTTP/") &&

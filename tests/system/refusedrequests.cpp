@@ -91,6 +91,7 @@ void addRequestLineRows(QVector<Request> *rows)
     rows->append({"HTTP/1.2", 505, withRequestLine("GET /health HTTP/1.2")});
     rows->append({"HTTP/0.9", 505, withRequestLine("GET /health HTTP/0.9")});
     rows->append({"the greeting of HTTP/2", 505, "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n"});
+    rows->append({"a CR behind the version", 400, withRequestLine("GET /health HTTP/1.1\r")});
     rows->append({"a version of two digits", 400, withRequestLine("GET /health HTTP/1.10")});
     rows->append({"a version in small letters", 400, withRequestLine("GET /health http/1.1")});
     rows->append({"a version without point", 400, withRequestLine("GET /health HTTP/11")});

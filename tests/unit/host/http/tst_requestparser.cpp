@@ -182,6 +182,8 @@ private Q_SLOTS:
         line("blank behind the version", "GET / HTTP/1.1 ", 400);
         line("version in lower case", "GET / http/1.1", 400);
         line("version of three parts", "GET / HTTP/1.1.1", 400);
+        line("CR behind the version", "GET / HTTP/1.1\r", 400);
+        line("CR behind another version", "GET / HTTP/2.0\r", 400);
         line("version 0.9", "GET / HTTP/0.9", 505);
         line("version 1.2", "GET / HTTP/1.2", 505);
         line("version 2.0", "GET / HTTP/2.0", 505);
