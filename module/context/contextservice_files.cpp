@@ -1,5 +1,4 @@
 #include "context/contextattachment.h"
-#include "context/contextchange.h"
 #include "context/contextlog.h"
 #include "context/contextservice.h"
 #include "context/fileservice.h"
@@ -73,11 +72,7 @@ void ContextService::addFile(const QString &id, const QString &name, const QByte
 bool ContextService::listFile(const QString &id, const QJsonObject &entry)
 {
     QJsonValue &stored = m_contexts[id];
-    if (!stored.toObject().contains(QLatin1String("_id")))
-        return false;
-    // What counts as changed without a change: nothing, but for keys whose member is not found.
-    const QJsonObject changes = changedMembers(stored.toObject(), stored.toObject());
-    if (!changes.isEmpty() || !appendAttachment(stored, entry))
+    if (!stored.toObject().contains(QLatin1String("_id")) || !appendAttachment(stored, entry))
         return false;
     const QJsonValue context = stored; // the reference ends where others hear of the change
     logNewValue(id, context);
