@@ -12,6 +12,20 @@
 
 namespace host {
 
+namespace {
+
+/// Whether the answer comes soon: what was asked before need not wait for it any longer than for
+/// anything else. Others deliver chunks, read files, or sleep until a context's id is free.
+bool isQuick(const RequestHead &head, const QByteArray &body)
+{
+    constexpr int small = 64 * 1024;
+    const bool isUsual =
+        head.method == RequestHead::Method::Get || head.method == RequestHead::Method::Put;
+    return isUsual && body.size() <= small;
+}
+
+} // namespace
+
 Connection::Connection(ServerCore &core, Socket socket)
     : m_core(core)
     , m_socket(std::move(socket))
@@ -58,6 +72,8 @@ void Connection::dispatch(RequestHead head, QByteArray body)
         m_response->writeHead(204);
         m_response->end({});
     } else {
+        if (!isQuick(head, body))
+            m_core.sendUnsent();
         runController(std::make_shared<ServerRequest>(std::move(head), std::move(body)));
     }
     m_isInsideHandle = false;
@@ -96,81 +112,11 @@ void Connection::runController(const std::shared_ptr<http::server::Request> &req
     }
 }
 
-void Connection::sendAnswer(const ServerResponse &response, const QByteArray &body)
-{
-    ResponseFraming framing;
-    framing.body =
-        statusHasBody(response.status()) ? ResponseFraming::Length : ResponseFraming::None;
-    framing.length = body.size();
-    framing.keepAlive = m_keepAlive;
-    framing.http10 = m_http10;
-    const QByteArray head =
-        responseHead(response.status(), response.fields(), m_extraLines, framing);
-    const bool sendsBody = framing.body == ResponseFraming::Length && !m_isHead;
-    send({head, sendsBody ? body : QByteArray()});
-    m_isAnswered = true;
-    if (!m_isInsideHandle)
-        finishExchange(false);
-}
-
-void Connection::startStream(const ServerResponse &response)
-{
-    ResponseFraming framing;
-    framing.body = m_http10 ? ResponseFraming::ToEnd : ResponseFraming::Chunked;
-    m_keepAlive = m_keepAlive && !m_http10;
-    framing.keepAlive = m_keepAlive;
-    framing.http10 = m_http10;
-    send({responseHead(response.status(), response.fields(), m_extraLines, framing)});
-    if (!m_isHead)
-        return;
-    m_isAnswered = true;
-    if (!m_isInsideHandle)
-        finishExchange(false);
-}
-
-void Connection::sendStream(const QByteArray &bytes)
-{
-    if (m_isAnswered)
-        return;
-    if (m_http10) {
-        send({bytes});
-    } else {
-        send({QByteArray::number(bytes.size(), 16) + "\r\n", bytes, QByteArrayLiteral("\r\n")});
-    }
-}
-
 // May be called from inside a controller: the end itself comes from the event loop.
 void Connection::cutOff()
 {
     m_isCutOff = true;
     m_core.schedule(this);
-}
-
-void Connection::send(std::initializer_list<QByteArray> pieces)
-{
-    if (m_isCutOff)
-        return;
-    const IoResult::Status status = sendOrQueue(m_socket, m_out, pieces);
-    if (status == IoResult::Closed)
-        cutOff();
-    else if (status == IoResult::WouldBlock)
-        updateInterest();
-}
-
-void Connection::flush()
-{
-    const qint64 before = m_out.bytes();
-    const IoResult::Status status = m_out.flush(m_socket);
-    if (status == IoResult::Closed)
-        return close();
-    if (status == IoResult::WouldBlock) {
-        if (m_state == State::Flushing && m_out.bytes() < before)
-            m_core.progressDeadlines.restart(*this, m_core.now());
-        return;
-    }
-    updateInterest();
-    if (m_state == State::Flushing)
-        afterAnswer();
 }
 
 void Connection::finishExchange(bool controllerIsIdle)
@@ -238,29 +184,6 @@ void Connection::updateInterest()
 {
     m_core.reactor->setInterest(m_socket.handle(), !m_isReadingPaused && !isScheduled,
                                 !m_out.isEmpty());
-}
-
-void Connection::refuse(const Refusal &refusal, const RequestHead *head)
-{
-    stopTiming();
-    m_upload.reset();
-    m_keepAlive = false;
-    QByteArray extraLines = head ? m_core.policy.corsHeaders(*head) : QByteArray();
-    if (refusal.status == 401)
-        extraLines += "WWW-Authenticate: Bearer\r\n";
-    const QByteArray body = refusal.reason + '\n';
-    ResponseFraming framing;
-    framing.length = body.size();
-    framing.keepAlive = false;
-    const bool isHead = head && head->method == RequestHead::Method::Head;
-    send({responseHead(refusal.status,
-                       {{QStringLiteral("Content-Type"), QStringLiteral("text/plain")}}, extraLines,
-                       framing),
-          isHead ? QByteArray() : body});
-    if (m_out.isEmpty())
-        return linger();
-    m_state = State::Flushing;
-    m_core.progressDeadlines.restart(*this, m_core.now());
 }
 
 // Closing at once while the client still sends would make its system throw the answer away.

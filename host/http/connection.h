@@ -42,6 +42,9 @@ public:
     /// else would get its turn before that.
     void updateInterest();
 
+    /// Sends the answer that was kept for the end of the batch.
+    void sendUnsent();
+
     void onDeadline();
 
     /// Answers a waiting request 503, ends a stream, closes an idle connection.

@@ -1,4 +1,4 @@
-// The half of Connection that makes requests of what arrives.
+// The part of Connection that makes requests of what arrives.
 #include "common/largepages.h"
 #include "http/connection.h"
 #include "http/servercore.h"

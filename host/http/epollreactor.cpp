@@ -47,6 +47,8 @@ public:
 
     void setInterest(SocketHandle, bool, bool) override {}
 
+    bool isInBatch() const override { return m_isInBatch; }
+
 private:
     void dispatch()
     {
@@ -59,6 +61,7 @@ private:
             ready.writable = bits & EPOLLOUT;
             ready.peerClosed = bits & EPOLLRDHUP;
             ready.broken = bits & (EPOLLHUP | EPOLLERR);
+            m_isInBatch = i + 1 < count;
             static_cast<ReadinessSink *>(events[std::size_t(i)].data.ptr)->onReady(ready);
         }
         m_afterBatch();
@@ -67,6 +70,7 @@ private:
     int m_epoll;
     QSocketNotifier m_notifier;
     std::function<void()> m_afterBatch;
+    bool m_isInBatch = false;
 };
 
 } // namespace

@@ -50,6 +50,10 @@ public:
     /// reactor that tells changes only has no use for either.
     virtual void setInterest(SocketHandle handle, bool reading, bool writing) = 0;
 
+    /// Whether further sinks of the present batch are still to be told. A reactor that tells one at
+    /// a time has no batches.
+    virtual bool isInBatch() const { return false; }
+
     /// One epoll set on Linux; one QSocketNotifier for each socket elsewhere.
     static std::unique_ptr<Reactor> create(std::function<void()> afterBatch);
 

@@ -27,7 +27,10 @@ ServerCore::ServerCore(const ServerLimits &serverLimits, AccessPolicy accessPoli
     , m_scratch(scratchBytes)
 {
     m_clock.start();
-    reactor = Reactor::create([this] { sweep(); });
+    reactor = Reactor::create([this] {
+        sendUnsent();
+        sweep();
+    });
     connect(&m_deadlineTimer, &QTimer::timeout, this, &ServerCore::checkDeadlines);
     m_deadlineTimer.setInterval(deadlineInterval);
     connect(&m_wakeTimer, &QTimer::timeout, this, &ServerCore::onAwake);
@@ -106,6 +109,20 @@ void ServerCore::retire(ControllerSlot slot, bool isIdle)
         return;
     m_retired.push_back(std::move(controller));
     wake();
+}
+
+void ServerCore::sendWithOthers(Connection *connection)
+{
+    constexpr std::size_t enough = 16;
+    if (m_unsent.size() == enough)
+        sendUnsent();
+    m_unsent.push_back(connection);
+}
+
+void ServerCore::sendUnsent()
+{
+    for (Connection *connection : std::exchange(m_unsent, {}))
+        connection->sendUnsent();
 }
 
 void ServerCore::wake()

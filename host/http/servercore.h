@@ -62,6 +62,14 @@ public:
     /// Calls `Connection::resume` from the event loop.
     void schedule(Connection *connection);
 
+    /// Calls `Connection::sendUnsent` after the present batch, or before it is over when enough
+    /// answers are there. Programs that wait for several of them are then woken once, which takes
+    /// the system longer than the sending.
+    void sendWithOthers(Connection *connection);
+
+    /// Before something that may take long.
+    void sendUnsent();
+
     /// Takes over a closed connection until nothing can refer to it any more.
     void bury(Connection *connection);
 
@@ -84,6 +92,7 @@ private:
     std::vector<std::unique_ptr<http::Controller>> m_retired;
     QTimer m_wakeTimer; ///< a timer, since posted events that post events shut out the sockets
     std::vector<Connection *> m_scheduled;
+    std::vector<Connection *> m_unsent; ///< empty between batches
     std::function<void()> m_lastConnectionGone;
 };
 

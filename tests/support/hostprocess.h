@@ -50,6 +50,8 @@ public:
     /// Waits until the log holds the text.
     bool waitForLog(const QByteArray &text) const;
 
+    qint64 processId() const { return m_process.processId(); }
+
     void terminate(); ///< SIGTERM; on Windows the console's Ctrl+C
     void interrupt(); ///< SIGINT, or that Ctrl+C
 
