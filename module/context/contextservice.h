@@ -26,8 +26,8 @@ struct Coding;
 }
 
 /// The workstation's contexts: JSON values, normally objects, each under a text id. Every write
-/// goes through `setContext`, which decides what counts as a change and announces it. Owned by the
-/// plug-in object; owns the chunk behaviours and the timer that removes unused contexts.
+/// announces what changed, before it returns. Owned by the plug-in object; owns the chunk
+/// behaviours and the timer that removes unused contexts.
 ///
 /// No operation fails: an unknown id reads as JSON null, and a write to one creates it.
 class ContextService final : public QObject
